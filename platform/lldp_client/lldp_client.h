@@ -1,0 +1,197 @@
+// LLDP client library: how a process reads what the LLDP daemon knows.
+//
+// Records handed to callbacks belong to the library and are valid only during
+// the call; copies made with lldp_client_copy_* belong to the caller and are
+// released only with the matching lldp_client_free_*.  Callbacks run on the
+// calling thread before the operation returns.
+//
+// Order guarantees: a neighbour's management addresses are listed with the
+// unspecified (all-zero) addresses first, then by address type (IPv4 before
+// IPv6) and address octets; its unknown TLVs by type; its organisationally
+// defined TLVs by (OUI, subtype, index).  Equal keys keep the daemon's order.
+//
+// Layouts are those of the 64-bit platform; bytes marked client_* belong to the
+// library.
+#pragma once
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define LLDP_CLIENT_NO_PORT 0xFFFFFFFFu
+
+// Filter kinds.
+#define LLDP_FILTER_INTERFACE 1  // one interface, by ifhandle
+#define LLDP_FILTER_NODE 2       // one node, by node_id
+#define LLDP_FILTER_NEIGHBORS 4  // the neighbours of one interface, by ifhandle
+
+typedef struct lldp_client_filter {
+    uint32_t kind;         // 0
+    uint8_t client_4[12];
+    uint32_t ifhandle;     // 16
+    uint8_t client_20[12];
+    uint32_t node_id;      // 32
+    uint8_t client_36[4];
+} lldp_client_filter;
+
+typedef struct lldp_local_system_data_bag {
+    char* chassis_id;            // 0: MAC in dotted text (subtype 4) or host name (7)
+    uint8_t chassis_id_subtype;  // 8
+    uint8_t client_9[7];
+    char* sys_name;              // 16
+    char* sys_desc;              // 24
+    uint16_t supported_caps;     // 32: bit n = LldpSystemCapabilitiesMap bit n
+    uint16_t enabled_caps;       // 34
+    uint8_t client_36[4];
+} lldp_local_system_data_bag;
+
+typedef struct lldp_interface_td {
+    uint8_t client_0[24];
+    uint32_t port_num;        // 24
+    uint8_t client_28[4];
+    char* port_id;            // 32: text
+    uint8_t port_id_subtype;  // 40
+    uint8_t client_41[7];
+    char* port_desc;          // 48
+} lldp_interface_td;
+
+// Management address element, local and remote.  Local records hold an IPv4
+// address as a host-order 32-bit number in addr[0..3]; neighbour records hold
+// its octets in network order.
+typedef struct lldp_addr_element {
+    struct lldp_addr_element* next;  // 0
+    uint32_t addr_type;              // 8: 0 IPv4, 1 IPv6
+    uint8_t client_12[4];
+    uint8_t addr[16];                // 16
+    uint8_t addr_subtype;            // 32: IANA family (1 IPv4, 2 IPv6)
+    uint8_t client_33[3];
+    uint32_t if_id;                  // 36
+} lldp_addr_element;
+
+typedef struct lldp_local_ma_td {
+    lldp_addr_element* addrs;  // 0: chain of this record's addresses
+    uint8_t client_8[8];
+} lldp_local_ma_td;
+
+typedef struct unknown_tlv_element {
+    struct unknown_tlv_element* next;  // 0
+    uint8_t type;                      // 8
+    uint8_t client_9[7];
+    int32_t info_len;                  // 16
+    uint8_t client_20[4];
+    uint8_t* info;                     // 24
+} unknown_tlv_element;
+
+typedef struct org_def_tlv_element {
+    struct org_def_tlv_element* next;  // 0
+    uint32_t oui;                      // 8: first octet in bits 16-23
+    uint8_t subtype;                   // 12
+    uint8_t client_13[3];
+    int32_t index;                     // 16
+    uint8_t client_20[4];
+    int32_t info_len;                  // 24
+    uint8_t client_28[4];
+    uint8_t* info;                     // 32
+} org_def_tlv_element;
+
+typedef struct lldp_neighbor_mib {
+    uint32_t time_mark;           // 0
+    uint32_t port_num;            // 4
+    uint32_t rem_index;           // 8
+    uint8_t chassis_id_subtype;   // 12
+    uint8_t client_13;
+    uint16_t chassis_id_len;      // 14
+    uint8_t port_id_subtype;      // 16
+    uint8_t client_17;
+    uint16_t port_id_len;         // 18
+    uint16_t enabled_caps;        // 20
+    uint16_t supported_caps;      // 22
+    unknown_tlv_element* unknown_tlvs;  // 24
+    org_def_tlv_element* org_def_tlvs;  // 32
+} lldp_neighbor_mib;
+
+typedef struct lldp_neighbor_detail {
+    uint8_t client_0[8];
+    char* port_desc;                // 8
+    char* sys_name;                 // 16
+    char* sys_desc;                 // 24
+    uint8_t client_32[24];
+    lldp_addr_element* man_addrs;   // 56
+} lldp_neighbor_detail;
+
+typedef struct neighbor_td {
+    uint8_t client_0[24];
+    uint8_t* chassis_id;            // 24: mib->chassis_id_len bytes
+    uint8_t* port_id;               // 32: mib->port_id_len bytes
+    uint8_t port_marker;            // 40: set on a port's marker record, never stored
+    uint8_t client_41[23];
+    lldp_neighbor_detail* detail;   // 64
+    lldp_neighbor_mib* mib;         // 72
+} neighbor_td;
+
+// Callback of the iterations: (record, first argument, second argument).
+typedef int (*lldp_client_callback)(void* record, void* arg1, void* arg2);
+
+// ---- Session and state ----
+int lldp_client_init(void* evm);
+void lldp_client_term(void);
+int lldp_client_get_enable(uint32_t* enabled);
+int lldp_client_is_node_lldp_enabled(void);
+
+// ---- Local system ----
+int lldp_client_get_local_system_data(const lldp_client_filter* filter,
+                                      lldp_local_system_data_bag* bag);
+void lldp_client_free_local_system_data_bag(lldp_local_system_data_bag* bag);
+
+// ---- Local ports ----
+// Smallest local port number not below port, with its interface handle;
+// *next = LLDP_CLIENT_NO_PORT when none remains.
+int lldp_client_get_next_if_local(uint32_t port, uint32_t* next, uint32_t* ifhandle);
+int lldp_client_iter_intf_running(const lldp_client_filter* filter, lldp_client_callback cb,
+                                  void* list, int flags, void* context);
+lldp_interface_td* lldp_client_copy_interface_td(const lldp_interface_td* rec);
+void lldp_client_free_interface_td(lldp_interface_td* copy);
+
+// ---- Local management addresses ----
+// exact 1: the record whose address equals key; exact 0: the first local
+// address not below key (type, then address).  The callback gets the record
+// whose first element is the answer.
+int lldp_client_get_next_if_local_ma(int exact, const lldp_addr_element* key,
+                                     lldp_client_callback cb, void* context, void* list);
+lldp_local_ma_td* lldp_client_copy_local_ma_td(const lldp_local_ma_td* rec);
+void lldp_client_free_local_ma_td(lldp_local_ma_td* copy);
+
+// ---- Neighbours ----
+// Port walks: smallest local port not below port that has neighbours (with
+// management addresses / unknown TLVs / organisationally defined TLVs).
+int lldp_client_get_next_if_remote(uint32_t port, uint32_t* next, uint32_t* ifhandle);
+int lldp_client_get_next_if_remote_ma(uint32_t port, uint32_t* next, uint32_t* ifhandle);
+int lldp_client_get_next_if_remote_unknown_tlv(uint32_t port, uint32_t* next, uint32_t* ifhandle);
+int lldp_client_get_next_if_remote_org_def_tlv(uint32_t port, uint32_t* next, uint32_t* ifhandle);
+// Calls cb(record, arg1, arg2) for each neighbour the filter selects (a marker
+// record for the port first).  Non-zero when the iteration failed, including
+// when a callback returned non-zero.
+int lldp_client_iter_ne(const lldp_client_filter* filter, int a, int b, lldp_client_callback cb,
+                        void* arg1, int c, void* arg2);
+neighbor_td* lldp_client_copy_neighbor_td(const neighbor_td* rec);
+void lldp_client_free_neighbor_td(neighbor_td* copy);
+
+// ---- Backends ----
+// The daemon the library talks to.  Until one is chosen, the embedded example
+// topology is served.  On failure a message naming the file, the JSON path and
+// the problem is written to err (always terminated) and nothing changes.
+int lldp_client_use_topology_file(const char* path, char* err, size_t err_size);
+int lldp_client_use_topology_text(const char* json, const char* origin, char* err,
+                                  size_t err_size);
+// A running lldpd reached through its control socket (null: the default one).
+// time_marks: 0 reports every time mark as 0; 1 reports the neighbour's last
+// change in hundredths of a second since the client library was started.
+int lldp_client_use_lldpd(const char* ctl_socket, int time_marks, char* err, size_t err_size);
+// Copies made and not yet freed, by kind (leak checks in tests).
+uint32_t lldp_client_live_copies(void);
+
+#ifdef __cplusplus
+}
+#endif

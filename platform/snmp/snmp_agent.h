@@ -1,0 +1,167 @@
+// SNMP agent library: values, object records, variable bindings, instance
+// decoders and the registration calls a MIB module makes.
+#pragma once
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// Search types, as the agent passes them to method routines.
+#define EXACT 160  // GET: the instance given
+#define NEXT 161   // GET-NEXT: the least instance after the one given
+
+// ASN.1 tags of object values.
+#define INTEGER_TYPE 2
+#define OCTET_PRIM_TYPE 4
+#define OBJECT_ID_TYPE 6
+
+#define READ_ONLY_ACCESS 0x20
+
+// SNMPv2 error-status values.
+#define NO_ERROR 0
+#define GEN_ERROR 5
+#define NO_ACCESS_ERROR 6
+#define NO_CREATION_ERROR 11
+#define RESOURCE_UNAVAILABLE_ERROR 13
+#define NOT_WRITABLE_ERROR 17
+
+// Longest octet-string index the decoders accept (sub-identifiers of octets).
+#define MAX_OCTET_INDEX_LEN 128
+
+typedef struct OctetString {
+    unsigned char* octet_ptr;
+    int32_t length;
+} OctetString;
+
+typedef struct OID {
+    int32_t length;
+    uint32_t* oid_ptr;
+} OID;
+
+struct ObjectInfo;
+struct VarBind;
+struct ObjectSyntax;
+struct doList;
+
+typedef struct VarBind* (*GetMethod)(OID* incoming, struct ObjectInfo* object, int searchType,
+                                     void* contextInfo, int serialNum);
+typedef int (*TestMethod)(OID* incoming, struct ObjectInfo* object, struct ObjectSyntax* value,
+                          struct doList* doHead, struct doList* doCur, void* contextInfo);
+
+// One served object.  The agent reads the module's exported array of these.
+typedef struct ObjectInfo {
+    OID oid;               // the object's identifier, without instance
+    uint8_t value_type;    // INTEGER_TYPE, OCTET_PRIM_TYPE or OBJECT_ID_TYPE
+    uint8_t access;        // READ_ONLY_ACCESS
+    uint8_t nominator;     // column - 1 (scalar: last sub-identifier - 1)
+    uint8_t attribute;
+    GetMethod get;
+    TestMethod test;
+    void* reserved;
+} ObjectInfo;
+
+// A new value in a SET request.
+typedef struct ObjectSyntax {
+    int32_t type;
+    union {
+        int32_t slval;
+        uint32_t ulval;
+        OctetString* os;
+        OID* oid;
+    } u;
+} ObjectSyntax;
+
+// One pending set operation of a SET request; the agent keeps them in a list.
+typedef struct doList {
+    int (*set_routine)(struct doList* doHead, struct doList* doCur, void* contextInfo);
+    int (*cleanup_routine)(struct doList* doCur);
+    int (*undo_routine)(struct doList* doHead, struct doList* doCur, void* contextInfo);
+    int32_t state;
+    void* data;
+    void* undo_data;
+    struct doList* next;
+} doList_t;
+
+// An answer: the full name (object identifier + instance) and the value.
+typedef struct VarBind {
+    OID* name;
+    int32_t type;  // ASN.1 tag of the value
+    union {
+        int32_t slval;
+        OctetString* os;
+        OID* oid;
+    } value;
+    struct VarBind* next;
+} VarBind;
+
+// Name/identifier pairs handed over with snmp_load_oid; ends with two nulls.
+typedef struct snmp_oid_name {
+    const char* name;
+    const char* dotted;
+} snmp_oid_name;
+
+// Debug block handed over with snmp_register_mib_debug.
+typedef struct snmp_mib_debug_flags {
+    uint32_t words[8];
+} snmp_mib_debug_flags;
+
+// Values.  Every Make/Clone returns a new value or null (out of memory).
+OctetString* MakeOctetString(const unsigned char* bytes, int32_t length);
+OctetString* MakeOctetStringFromText(const char* text);  // null text: empty string
+OctetString* CloneOctetString(const OctetString* os);
+void FreeOctetString(OctetString* os);  // accepts null
+OID* MakeOID(const uint32_t* sids, int32_t length);     // null sids: zeros
+OID* CloneOID(const OID* oid);
+void FreeOID(OID* oid);                                  // accepts null
+// The instance "0" of a scalar; static, never freed.
+OID* snmp_zeroOID(void);
+
+// Builds the binding object+instance = value.  value points at an int32 for
+// INTEGER_TYPE objects (read during the call); for OCTET_PRIM_TYPE and
+// OBJECT_ID_TYPE it is a new OctetString/OID whose ownership passes to the
+// binding (freed here when no binding can be made).  The instance is copied.
+// Null for a null value or out of memory.
+VarBind* MakeVarBind(const ObjectInfo* object, const OID* instance, void* value);
+void FreeVarBind(VarBind* vb);  // the whole chain along next; accepts null
+
+// Instance decoders.  Each reads the index at position pos of incoming.
+// EXACT: the value as given; fails (negative) when missing or out of range.
+// NEXT: with *carry set, the value is raised to the least one after the given
+// (wrapping to the least value and keeping the carry when it cannot); a missing
+// sub-identifier gives the least value and absorbs the carry; an out-of-range
+// one gives the least value with the carry set.
+int InstToInt(const OID* incoming, int pos, int32_t* value, int searchType, int* carry);
+int InstToUInt(const OID* incoming, int pos, uint32_t* value, int searchType, int* carry);
+// Length-prefixed octet string; *os is a new string the caller frees.
+int InstToVariableOctetString(const OID* incoming, int pos, OctetString** os, int searchType,
+                              int* carry);
+// Sub-identifiers the length-prefixed string at pos occupies (its length + 1),
+// 0 when pos is past the end.
+int GetVariableIndexLength(const OID* incoming, int pos);
+// Fixed-length octet string, one sub-identifier per octet.
+int InstToFixedOctetString(const OID* incoming, int pos, OctetString** os, int searchType,
+                           int* carry, int length);
+
+// Test routine of read-only objects: refuses every SET (NOT_WRITABLE_ERROR).
+int readOnly_test(OID* incoming, ObjectInfo* object, ObjectSyntax* value, doList_t* doHead,
+                  doList_t* doCur, void* contextInfo);
+
+// Registration calls of a module's start-up.
+int snmp_register_mib_debug(void* agent_context, snmp_mib_debug_flags* flags);
+int snmp_load_oid(void* agent_context, const snmp_oid_name* table);
+void* snmp_import_evmh(void);
+
+// Agent side: what the module has handed over (null/none before).
+const snmp_oid_name* snmp_loaded_oid_table(void);
+void snmp_set_evmh(void* evm);  // the handle snmp_import_evmh returns
+
+// Dotted text of an OID into buf (always terminated); returns buf.
+char* snmp_oid_to_text(const OID* oid, char* buf, size_t size);
+// Compares two OIDs in SNMP order: negative, zero or positive.
+int snmp_oid_compare(const OID* a, const OID* b);
+
+#ifdef __cplusplus
+}
+#endif
