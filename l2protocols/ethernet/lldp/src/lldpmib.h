@@ -44,12 +44,13 @@ enum { LLDP_ROW_ERROR = 2, LLDP_ROW_TRACE = 7, LLDP_ROW_VERBOSE = 8, LLDP_ROW_MI
 // One trace line: the gating flag read through its table row at the moment of
 // the call, a site word of the call site's own, the format with its level
 // prefix and the writing function's name for that prefix's "%s".
-#define LLDPMIB_LINE(row, prefix, fn, fmt, ...)                                      \
+#define LLDPMIB_EMIT(row, format, fn, ...)                                           \
     do {                                                                             \
         static int lldpmib_site_word_ = -1;                                          \
         _kel_dt_log_filter_adv(*lldp_debug_arr_kel[row].flag, 0, 0, 0, 0, 0,         \
-                               &lldpmib_site_word_, prefix fmt, fn, ##__VA_ARGS__);  \
+                               &lldpmib_site_word_, format, fn, ##__VA_ARGS__);      \
     } while (0)
+#define LLDPMIB_LINE(row, prefix, fn, fmt, ...) LLDPMIB_EMIT(row, prefix fmt, fn, ##__VA_ARGS__)
 
 #define LLDPMIB_TRACE(fn) LLDPMIB_LINE(LLDP_ROW_TRACE, "TRACE[%s] ", fn, "")
 #define LLDPMIB_TRACE_ARGS(fn, fmt, ...) LLDPMIB_LINE(LLDP_ROW_TRACE, "TRACE[%s] ", fn, fmt, ##__VA_ARGS__)
@@ -98,8 +99,9 @@ int lldpmib_is_orvik_platform(void);
 // ======================= Snapshot caches =======================
 
 // What differs between the tables' snapshots: names, lines and the copies'
-// free operation.  Every line format has one "%s", the writing shim's name,
-// except removing_line, which may take one %d (the record's port number).
+// free operation.  Lines are whole formats with their level prefix
+// ("VERBOSE[%s] ..."; create_failed_line "MIB[%s] ..."), whose "%s" is the
+// writing shim's name; removing_line may also take one %d (the port number).
 typedef struct lldpmib_snapshot_kind {
     const char* list_name;
     void (*free_copy)(void* copy);
