@@ -26,6 +26,9 @@ typedef void (*event_handler_fn)(void* ctx, event_record_t* ev);
 // errno set on failure.
 int event_async_attach_event(void* evm, int code, event_handler_fn handler, void* ctx,
                              event_record_t* out);
+// Failure injection (tests): an armed "event_async_attach_event" fails the call
+// with -1 and errno = the armed status; an armed "event_async_attach_event_errno0"
+// (counted on every call as well) fails it with -1 and errno = 0.
 // Runs the handler of an attached event once on the calling thread (tests,
 // and the host's event loop).  0 when something ran.
 int event_async_fire(event_record_t* ev);
@@ -85,6 +88,8 @@ int platform_access(const char* path, int mode);
 // every path platform_access checks (null: none).
 void platform_set_fake_time(time_t now);
 void platform_set_access_root(const char* prefix);
+// Tests: identity back to 25/1, the real clock, no access root.
+void platform_sys_reset_for_tests(void);
 
 #ifdef __cplusplus
 }
