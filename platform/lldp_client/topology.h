@@ -1,0 +1,124 @@
+// What an LLDP daemon knows, as plain data: the model behind lldp_client_*.
+//
+// A topology is immutable once published: sources hand out shared pointers to
+// const snapshots and build a new one when the daemon's view changes.  The
+// model does not need the vectors sorted: it presents ports by port number,
+// neighbours by remote index and each neighbour's elements in the order that
+// lldp_client.h promises, whatever order they are listed in here.
+#pragma once
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lldp_model {
+
+// One management address.  Octets are in network order; an IPv4 address
+// fills the first 4.  The model converts to the client records' own forms
+// (local IPv4 as a host-order number) when it builds them.
+struct address {
+    bool ipv6 = false;                 // addr_type: 0 IPv4, 1 IPv6
+    std::array<uint8_t, 16> octets{};
+    uint32_t if_id = 0;
+    uint8_t subtype = 0;               // IANA family reported; 0: 1 for IPv4, 2 for IPv6
+
+    uint8_t effective_subtype() const { return subtype ? subtype : (ipv6 ? 2 : 1); }
+    bool is_zero() const {
+        for (size_t i = 0; i < (ipv6 ? 16u : 4u); ++i)
+            if (octets[i]) return false;
+        return true;
+    }
+};
+
+// A TLV the daemon did not recognise.
+struct unknown_tlv {
+    uint8_t type = 0;
+    std::vector<uint8_t> info;
+};
+
+// An organisationally defined TLV.
+struct org_def_tlv {
+    uint32_t oui = 0;      // 24 bits, first octet in bits 16-23
+    uint8_t subtype = 0;
+    uint32_t index = 0;    // 1..2147483647
+    std::vector<uint8_t> info;
+};
+
+// A remote system learnt on a local port.
+struct neighbor {
+    uint32_t time_mark = 0;
+    uint32_t rem_index = 0;             // 1..2147483647, unique on its port
+    uint8_t chassis_id_subtype = 4;
+    std::vector<uint8_t> chassis_id;    // raw bytes: 6 octets or MAC text, as learnt
+    uint8_t port_id_subtype = 5;
+    std::vector<uint8_t> port_id;
+    std::string port_desc;
+    std::string sys_name;
+    std::string sys_desc;
+    uint16_t supported_caps = 0;        // bit n = LldpSystemCapabilitiesMap bit n
+    uint16_t enabled_caps = 0;
+    std::vector<address> man_addrs;
+    std::vector<unknown_tlv> unknown_tlvs;
+    std::vector<org_def_tlv> org_def_tlvs;
+};
+
+// A local port on which LLDP runs.
+struct port {
+    uint32_t port_num = 0;              // 1..2147483647, unique
+    uint32_t ifhandle = 0;              // 0: default_ifhandle(port_num); unique
+    uint8_t port_id_subtype = 5;
+    std::string port_id;                // text
+    std::string port_desc;
+    std::vector<neighbor> neighbors;
+
+    static constexpr uint32_t default_ifhandle(uint32_t port_num) { return 0x1000u + port_num; }
+    uint32_t effective_ifhandle() const { return ifhandle ? ifhandle : default_ifhandle(port_num); }
+};
+
+// The local system as its LLDP agent advertises it.
+struct local_system {
+    uint8_t chassis_id_subtype = 4;     // 4: chassis_id is dotted MAC text; 7: host name
+    std::string chassis_id = "0000.0000.0000";
+    std::string sys_name;
+    std::string sys_desc;
+    uint16_t supported_caps = 0;
+    uint16_t enabled_caps = 0;
+};
+
+// One local management address record: several addresses in one chain.
+struct local_man_addr_record {
+    std::vector<address> addrs;
+};
+
+struct topology {
+    uint32_t router_type = 25;
+    uint32_t node_id = 1;
+    bool lldp_enabled = true;           // lldp_client_get_enable
+    bool node_enabled = true;           // lldp_client_is_node_lldp_enabled
+    local_system local;
+    std::vector<local_man_addr_record> local_man_addrs;
+    std::vector<port> ports;
+};
+
+// Where the model gets the daemon's current view.  current() is called once
+// per client operation; it returns null and sets *error when the daemon cannot
+// be reached (the operation then fails).  Returning the same pointer as last
+// time lets the model reuse its indexes.
+class topology_source {
+public:
+    virtual ~topology_source() = default;
+    virtual std::shared_ptr<const topology> current(std::string* error) = 0;
+};
+
+// A source that always serves the same topology (files, text, code-built).
+class static_source final : public topology_source {
+public:
+    explicit static_source(std::shared_ptr<const topology> t) : topo_(std::move(t)) {}
+    std::shared_ptr<const topology> current(std::string*) override { return topo_; }
+
+private:
+    std::shared_ptr<const topology> topo_;
+};
+
+}  // namespace lldp_model
