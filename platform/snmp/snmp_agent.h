@@ -132,15 +132,39 @@ void FreeVarBind(VarBind* vb);  // the whole chain along next; accepts null
 // (wrapping to the least value and keeping the carry when it cannot); a missing
 // sub-identifier gives the least value and absorbs the carry; an out-of-range
 // one gives the least value with the carry set.
+//
+// In detail.  Any search type other than EXACT decodes as NEXT.  A NEXT search
+// decodes the indices from the last to the first, sharing one carry that starts
+// at 1; afterwards the indices are the least instance strictly after incoming,
+// or the carry is still set when no instance can follow.  Least values: 0, the
+// empty string, zero octets.  Integers use sub-identifiers 0..INT32_MAX;
+// octets 0..255.  Strings order as SNMP instances do: a length-prefixed string
+// by its length first, then its octets as a big-endian number.
+//  - int/uint: INT32_MAX (UINT32_MAX) + carry wraps to 0 with the carry kept.
+//  - strings: from an octet above 255 on, the octets read as 0xFF and the carry
+//    is set; a missing tail reads as zeros and absorbs the carry; then the carry
+//    adds one.  A fixed-length string that wraps is zeros with the carry kept;
+//    a length-prefixed one becomes one octet longer, all zeros (the empty string
+//    becomes {0}), or, past MAX_OCTET_INDEX_LEN, empty with the carry kept.  A
+//    length above MAX_OCTET_INDEX_LEN gives the empty string with the carry set.
+// EXACT fails on a missing sub-identifier, an int above INT32_MAX, an octet
+// above 255, a length above MAX_OCTET_INDEX_LEN or one that runs past the end.
+// Results: 0, or -1 (also for a null out-value or a negative pos).  A string
+// decoder always sets *os (null on failure).  Known limit: an out-of-range
+// sub-identifier in an index that is followed by further present indices moves
+// to the next value of the index before it, but the later indices keep their
+// decoded values, so rows may be skipped there (never one that precedes).
 int InstToInt(const OID* incoming, int pos, int32_t* value, int searchType, int* carry);
 int InstToUInt(const OID* incoming, int pos, uint32_t* value, int searchType, int* carry);
 // Length-prefixed octet string; *os is a new string the caller frees.
 int InstToVariableOctetString(const OID* incoming, int pos, OctetString** os, int searchType,
                               int* carry);
 // Sub-identifiers the length-prefixed string at pos occupies (its length + 1),
-// 0 when pos is past the end.
+// 0 when pos is past the end; lengths above MAX_OCTET_INDEX_LEN all count as
+// MAX_OCTET_INDEX_LEN + 2.
 int GetVariableIndexLength(const OID* incoming, int pos);
-// Fixed-length octet string, one sub-identifier per octet.
+// Fixed-length octet string, one sub-identifier per octet; length 0..
+// MAX_OCTET_INDEX_LEN.
 int InstToFixedOctetString(const OID* incoming, int pos, OctetString** os, int searchType,
                            int* carry, int length);
 
@@ -148,13 +172,16 @@ int InstToFixedOctetString(const OID* incoming, int pos, OctetString** os, int s
 int readOnly_test(OID* incoming, ObjectInfo* object, ObjectSyntax* value, doList_t* doHead,
                   doList_t* doCur, void* contextInfo);
 
-// Registration calls of a module's start-up.
+// Registration calls of a module's start-up.  Each may fail by injection:
+// the first two then return the status and store nothing, snmp_import_evmh
+// returns null.
 int snmp_register_mib_debug(void* agent_context, snmp_mib_debug_flags* flags);
 int snmp_load_oid(void* agent_context, const snmp_oid_name* table);
 void* snmp_import_evmh(void);
 
 // Agent side: what the module has handed over (null/none before).
 const snmp_oid_name* snmp_loaded_oid_table(void);
+const snmp_mib_debug_flags* snmp_registered_mib_debug(void);
 void snmp_set_evmh(void* evm);  // the handle snmp_import_evmh returns
 
 // Dotted text of an OID into buf (always terminated); returns buf.
