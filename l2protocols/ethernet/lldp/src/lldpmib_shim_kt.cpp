@@ -32,8 +32,8 @@ const int kOutOfMemory = 12;
 event_record_t lldpmib_event_record;
 
 // Set once a tear-down has destroyed the mutex and cleared once start-up has
-// initialised it again: a stop after a failed start must not lock a
-// destroyed mutex.
+// initialised it again: a stop after a failed start, or a request after a
+// stop, must not lock a destroyed mutex.
 bool lldpmib_mutex_destroyed = false;
 
 // Brings the mutex back to its static initial state after a destroy.
@@ -51,6 +51,8 @@ extern "C" {
 // ======================= Lock =======================
 
 void lldpmib_lock(void) {
+    LLDPMIB_TRACE("lldpmib_lock");
+    lldpmib_mutex_revive();
     int int_rc = pthread_mutex_trylock(&lldpmib_mutex);
     if (int_rc == EBUSY) {
         ptd_set_mutex_block(&lldpmib_mutex, "lldpmib_lock", __LINE__);
@@ -61,6 +63,7 @@ void lldpmib_lock(void) {
 }
 
 void lldpmib_unlock(void) {
+    LLDPMIB_TRACE("lldpmib_unlock");
     int int_rc = pthread_mutex_unlock(&lldpmib_mutex);
     if (int_rc != 0)
         __assert_fail("int_rc == 0", kShimSource, __LINE__, "void lldpmib_unlock(void)");
@@ -152,7 +155,6 @@ void lldpmib_timer_handler(void* ctx, event_record_t* ev) {
 
 void lldpmib_term(void) {
     LLDPMIB_TRACE("lldpmib_term");
-    lldpmib_mutex_revive();
     lldpmib_lock();
     if (lldpmib_im_handle != nullptr) {
         imc_control_server_unbind(&lldpmib_im_handle, 0);
