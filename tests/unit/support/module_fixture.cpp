@@ -15,9 +15,10 @@ void use_topology(const std::string& json) {
 void set_debug(const std::string& spec) { kel_dt_configure(spec.c_str()); }
 
 bool module_lock_free() {
-    if (pthread_mutex_trylock(&lldpmib_mutex) != 0) return false;
-    pthread_mutex_unlock(&lldpmib_mutex);
-    return true;
+    int rc = pthread_mutex_trylock(&lldpmib_mutex);
+    if (rc == 0) pthread_mutex_unlock(&lldpmib_mutex);
+    // A mutex destroyed by a tear-down is not held either.
+    return rc != EBUSY;
 }
 
 void ModuleTest::SetUp() {
@@ -26,6 +27,7 @@ void ModuleTest::SetUp() {
     now_ = clock_base;
     platform_set_fake_time(now_);
     platform_fault_reset();
+    lldp_debug_init(lldp_debug_arr_kel);  // registration is idempotent
     set_debug("all");
     kel_dt::capture_start();
 }

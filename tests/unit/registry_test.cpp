@@ -1,0 +1,259 @@
+// The registry data, the debug flags and the method-routine frame.
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "module_fixture.h"
+#include "platform_fault.h"
+
+using lldpmib_test::ModuleTest;
+
+namespace {
+
+std::string dotted(const OID& oid) {
+    char buf[256];
+    return snmp_oid_to_text(&oid, buf, sizeof buf);
+}
+
+TEST(Registry, ObjectListIsInOidOrderUnderLldpMibWithConsistentColumns) {
+    ASSERT_EQ(27, lldpmib_OidListNum);
+    for (int i = 0; i < lldpmib_OidListNum; i++) {
+        const ObjectInfo& o = lldpmib_OidList[i];
+        SCOPED_TRACE(dotted(o.oid));
+        EXPECT_EQ(0, dotted(o.oid).rfind("1.0.8802.1.1.2.1.", 0));
+        EXPECT_TRUE(o.oid.length == 9 || o.oid.length == 11);
+        // The nominator is the column (or scalar) number minus one.
+        EXPECT_EQ(o.oid.oid_ptr[o.oid.length - 1] - 1, o.nominator);
+        EXPECT_EQ(READ_ONLY_ACCESS, o.access);
+        EXPECT_EQ(readOnly_test, o.test);
+        EXPECT_TRUE(o.value_type == INTEGER_TYPE || o.value_type == OCTET_PRIM_TYPE ||
+                    o.value_type == OBJECT_ID_TYPE);
+        if (i > 0) EXPECT_LT(snmp_oid_compare(&lldpmib_OidList[i - 1].oid, &o.oid), 0);
+    }
+}
+
+TEST(Registry, NameTableEndsWithNullsAndEveryEntryIsUnderIso) {
+    int n = 0;
+    for (; lldpmib_oid_table[n].name != nullptr; n++)
+        EXPECT_EQ('1', lldpmib_oid_table[n].dotted[0]) << lldpmib_oid_table[n].name;
+    EXPECT_EQ(21, n);
+    EXPECT_EQ(nullptr, lldpmib_oid_table[n].dotted);
+}
+
+// ---- Debug flags ----
+
+class DebugFlags : public ModuleTest {
+protected:
+    void SetUp() override {
+        ModuleTest::SetUp();
+        lldp_debug_init(lldp_debug_arr_kel);
+    }
+};
+
+struct FlagLookup {
+    const char* on;      // the only flag switched on
+    const char* text;    // looked for
+    int expected;
+};
+
+class FlagLookupTest : public DebugFlags, public ::testing::WithParamInterface<FlagLookup> {};
+
+TEST_P(FlagLookupTest, SearchesDescriptionsOnly) {
+    lldpmib_test::set_debug(GetParam().on);
+    EXPECT_EQ(GetParam().expected, lldp_get_debug_flag_value(GetParam().text) != 0)
+        << GetParam().text;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lookups, FlagLookupTest,
+    ::testing::Values(FlagLookup{"lldp/all", "", 1}, FlagLookup{"lldp/all", "LLDP", 1},
+                      FlagLookup{"lldp/events", "LLDP", 0},  // "LLDP" names the first row
+                      FlagLookup{"lldp/events", "Events", 1},
+                      FlagLookup{"lldp/events", "events", 0},  // a keyword, not a description
+                      FlagLookup{"lldp/packetdump", "dump", 1},
+                      FlagLookup{"lldp/packetdump", "Packet", 0},  // row 4 comes first
+                      FlagLookup{"lldp/packets", "Packet", 1},
+                      FlagLookup{"snmp/mib/lldpmib/enable", "MIB", 1},
+                      FlagLookup{"all", "Number of elements", 0},  // never registered
+                      FlagLookup{"all", "no such flag", 0}));
+
+TEST_F(DebugFlags, RegistersEveryKeywordUnderItsRootAndLeavesTheLastRowUnregistered) {
+    EXPECT_STREQ("lldp/all", kel_dt_flag_path(lldp_debug_all));
+    EXPECT_STREQ("lldp/verbose", kel_dt_flag_path(lldp_verbose_debug));
+    EXPECT_STREQ("lldp/errors", kel_dt_flag_path(lldp_error_debug));
+    EXPECT_STREQ("snmp/mib/lldpmib", kel_dt_flag_path(lldp_mib_root));
+    EXPECT_EQ(nullptr, lldp_fd_max_elem_debug);
+}
+
+struct RegistrationFailure {
+    uint64_t nth;  // which kel_dt_flag_init call of the registration fails
+    const char* printed;
+};
+
+class RegistrationFailureTest : public DebugFlags,
+                                public ::testing::WithParamInterface<RegistrationFailure> {};
+
+TEST_P(RegistrationFailureTest, IsPrintedAndRegistrationGoesOn) {
+    kel_dt_handle saved_root = lldp_root;
+    lldp_root = nullptr;
+    platform_fault_reset();
+    platform_fault_fail_nth("kel_dt_flag_init", GetParam().nth, 1);
+    testing::internal::CaptureStdout();
+    lldp_debug_init(lldp_debug_arr_kel);
+    EXPECT_EQ(GetParam().printed, testing::internal::GetCapturedStdout());
+    EXPECT_EQ(12u, platform_fault_calls("kel_dt_flag_init"));  // row 10 is never registered
+    if (lldp_root == nullptr) lldp_root = saved_root;
+    lldp_debug_init(lldp_debug_arr_kel);  // back to the normal registration
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, RegistrationFailureTest,
+    ::testing::Values(RegistrationFailure{1, "Failed to initialize LLDP root debug flag\n"},
+                      RegistrationFailure{9, "Failed to initialize lldp_trace_debug\n"},
+                      RegistrationFailure{11, "Failed to initialize LLDP MIB root debug flag\n"},
+                      RegistrationFailure{12, "Failed to initialize lldp_mib_debug\n"}));
+
+TEST_F(DebugFlags, LinesAreEmittedExactlyWhenTheirFlagIsOn) {
+    lldpmib_test::set_debug("lldp/verbose");
+    take_lines();
+    lldpmib_is_orvik_platform();
+    lldpmib_lock();
+    lldpmib_unlock();
+    LLDPMIB_VERBOSE("probe", "value %d", 7);
+    LLDPMIB_MIB("probe", "hidden");
+    EXPECT_EQ(std::vector<std::string>{"VERBOSE[probe] value 7"}, take_lines());
+}
+
+// ---- Method-routine frame ----
+
+ObjectInfo* object_named(const char* dotted_oid) {
+    for (int i = 0; i < lldpmib_OidListNum; i++)
+        if (dotted(lldpmib_OidList[i].oid) == dotted_oid) return &lldpmib_OidList[i];
+    return nullptr;
+}
+
+VarBind* call(const char* object_oid, std::vector<uint32_t> instance, int searchType) {
+    ObjectInfo* o = object_named(object_oid);
+    EXPECT_NE(nullptr, o) << object_oid;
+    if (o == nullptr) return nullptr;
+    std::vector<uint32_t> full(o->oid.oid_ptr, o->oid.oid_ptr + o->oid.length);
+    full.insert(full.end(), instance.begin(), instance.end());
+    OID incoming = {(int32_t)full.size(), full.data()};
+    return o->get(&incoming, o, searchType, nullptr, 1);
+}
+
+struct Malformed {
+    const char* object;
+    std::vector<uint32_t> instance;
+    int searchType;
+};
+
+class MalformedInstanceTest : public ModuleTest, public ::testing::WithParamInterface<Malformed> {};
+
+TEST_P(MalformedInstanceTest, AnswersNothing) {
+    start();
+    VarBind* vb = call(GetParam().object, GetParam().instance, GetParam().searchType);
+    EXPECT_EQ(nullptr, vb);
+    FreeVarBind(vb);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Instances, MalformedInstanceTest,
+    ::testing::Values(
+        // Scalars: only .0 for GET; GET-NEXT only from the bare object.
+        Malformed{"1.0.8802.1.1.2.1.3.3", {1}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.3.3", {}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.3.3", {0, 0}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.3.3", {0}, NEXT},
+        Malformed{"1.0.8802.1.1.2.1.3.3", {}, 99},
+        // One-index table: exactly one sub-identifier for GET.
+        Malformed{"1.0.8802.1.1.2.1.3.7.1.3", {1, 2}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.3.7.1.3", {}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.3.7.1.3", {0x80000000u}, EXACT},
+        // Past the last possible port: the carry cannot be absorbed.
+        Malformed{"1.0.8802.1.1.2.1.3.7.1.3", {0x7FFFFFFFu}, NEXT},
+        // Remote entry: three index sub-identifiers.
+        Malformed{"1.0.8802.1.1.2.1.4.1.1.9", {0, 1}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.4.1.1.9", {0, 1, 1, 1}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.4.1.1.9", {0xFFFFFFFFu, 0x7FFFFFFFu, 0x7FFFFFFFu}, NEXT},
+        // Address index longer than its length says, or shorter.
+        Malformed{"1.0.8802.1.1.2.1.3.8.1.5", {1, 4, 10, 0, 0, 1, 7}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.3.8.1.5", {1, 4, 10, 0, 0}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.4.2.1.4", {0, 1, 1, 1, 4, 10, 0, 0, 1, 9}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.4.2.1.4", {0, 1, 1, 1, 4, 10, 0, 300, 1}, EXACT},
+        // Unknown TLV: four indices; org-def: eight.
+        Malformed{"1.0.8802.1.1.2.1.4.3.1.2", {0, 1, 1}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.4.3.1.2", {0, 1, 1, 9, 9}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.4.4.1.4", {0, 1, 1, 0, 128, 194, 1}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.4.4.1.4", {0, 1, 1, 0, 128, 194, 1, 1, 1}, EXACT},
+        Malformed{"1.0.8802.1.1.2.1.4.4.1.4", {0, 1, 1, 0, 256, 194, 1, 1}, EXACT}));
+
+TEST_F(ModuleTest, ConfigurationAndStatisticsGroupsAnswerNothing) {
+    start();
+    ObjectInfo scalar = {{9, const_cast<uint32_t*>(lldpmib_OidList[0].oid.oid_ptr)}};
+    uint32_t sids[] = {1, 0, 8802, 1, 1, 2, 1, 1, 1, 0};
+    OID incoming = {10, sids};
+    for (GetMethod m : {lldpConfiguration_get, lldpStatistics_get, lldpPortConfigEntry_get,
+                        lldpStatsTxPortEntry_get, lldpStatsRxPortEntry_get}) {
+        for (int st : {EXACT, NEXT}) EXPECT_EQ(nullptr, m(&incoming, &scalar, st, nullptr, 1));
+    }
+}
+
+// ---- Refusing changes ----
+
+OID oid_of(std::vector<uint32_t>& sids) { return OID{(int32_t)sids.size(), sids.data()}; }
+
+TEST(SetRefusal, ConfigurationScalarsRefuseWithGenErrAndCleanUp) {
+    std::vector<uint32_t> base = {1, 0, 8802, 1, 1, 2, 1, 1, 1};
+    ObjectInfo obj = {oid_of(base)};
+    std::vector<uint32_t> good = base, bad1 = base, bad2 = base;
+    good.push_back(0);
+    bad1.push_back(1);
+    bad2.insert(bad2.end(), {0, 0});
+    OID g = oid_of(good), b1 = oid_of(bad1), b2 = oid_of(bad2);
+    doList_t first = {}, second = {};
+    EXPECT_EQ(NO_CREATION_ERROR, lldpConfiguration_test(&b1, &obj, nullptr, &first, &first, nullptr));
+    EXPECT_EQ(NO_CREATION_ERROR, lldpConfiguration_test(&b2, &obj, nullptr, &first, &first, nullptr));
+    EXPECT_EQ(GEN_ERROR, lldpConfiguration_test(&g, &obj, nullptr, &first, &first, nullptr));
+    EXPECT_EQ(1, first.state);
+    EXPECT_NE(nullptr, first.data);
+    first.next = &second;
+    EXPECT_EQ(GEN_ERROR, lldpConfiguration_test(&g, &obj, nullptr, &first, &second, nullptr));
+    EXPECT_EQ(nullptr, second.data);  // refused before allocating
+    EXPECT_EQ(GEN_ERROR, first.set_routine(&first, &first, nullptr));
+    EXPECT_EQ(0, first.cleanup_routine(&first));
+    EXPECT_EQ(0, k_lldpConfiguration_ready(nullptr, nullptr, &first, &second));
+    EXPECT_EQ(3, second.state);
+}
+
+TEST(SetRefusal, PortConfigurationRefusesWithNoAccessOrGenErrForTheSamePort) {
+    std::vector<uint32_t> base = {1, 0, 8802, 1, 1, 2, 1, 1, 6, 1, 2};
+    ObjectInfo obj = {oid_of(base)};
+    std::vector<uint32_t> port4 = base;
+    port4.push_back(4);
+    OID p4 = oid_of(port4);
+    doList_t head = {}, cur = {};
+    EXPECT_EQ(NO_ACCESS_ERROR, lldpPortConfigEntry_test(&p4, &obj, nullptr, nullptr, &cur, nullptr));
+    EXPECT_EQ(1, cur.state);
+    EXPECT_EQ(nullptr, cur.data);
+    EXPECT_EQ(0, k_lldpPortConfigEntry_set_defaults(&head));
+    lldpPortConfigEntry_t* row = (lldpPortConfigEntry_t*)head.data;
+    EXPECT_EQ(3, row->lldpPortConfigAdminStatus);
+    EXPECT_EQ(2, row->lldpPortConfigNotificationEnable);
+    head.set_routine = lldpPortConfigEntry_set;
+    row->lldpPortConfigPortNum = 5;
+    EXPECT_EQ(NO_ACCESS_ERROR, lldpPortConfigEntry_test(&p4, &obj, nullptr, &head, &cur, nullptr));
+    row->lldpPortConfigPortNum = 4;
+    EXPECT_EQ(GEN_ERROR, lldpPortConfigEntry_test(&p4, &obj, nullptr, &head, &cur, nullptr));
+    lldpPortConfigEntry_t* copy = Clone_lldpPortConfigEntry(row);
+    ASSERT_NE(nullptr, copy);
+    lldpPortConfigEntry_free(copy);
+    EXPECT_EQ(0, row->lldpPortConfigTLVsTxEnable->length);  // the source keeps its string
+    EXPECT_EQ(0, lldpPortConfigEntry_cleanup(&head));
+    EXPECT_EQ(nullptr, Clone_lldpPortConfigEntry(nullptr));
+    EXPECT_EQ(NOT_WRITABLE_ERROR, lldpLocManAddrEntry_test(&p4, &obj, nullptr, nullptr, &cur, nullptr));
+    EXPECT_EQ(13, lldp_dummy_error_status(13));
+}
+
+}  // namespace
