@@ -1,0 +1,192 @@
+// The local system data group: fetched afresh from the LLDP client on every
+// request (no snapshot), plus the MAC text converter and the capability bit
+// mirror that the remote entry table uses as well.
+#include <ctype.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "lldpmib.h"
+
+namespace {
+
+// Length of the dotted MAC form "0011.2233.4455".
+const int kDottedMacLength = 14;
+const int kMacOctets = 6;
+
+// Replaces *field with value; the previous value goes first.  False when a
+// value was wanted and could not be made.
+bool lldpmib_set_string(OctetString** field, OctetString* value) {
+    FreeOctetString(*field);
+    *field = value;
+    return value != nullptr;
+}
+
+// The chassis ID of subtype 4: the six octets when the text is a dotted MAC,
+// otherwise at most the first 14 characters of the text as they are.
+OctetString* lldpmib_chassis_mac(const char* text) {
+    unsigned char mac[kMacOctets];
+    memset(mac, 0, sizeof mac);
+    if (lldpmib_convert_macstr_pton(text, mac) == 1) return MakeOctetString(mac, kMacOctets);
+    if (text == nullptr) return MakeOctetStringFromText(nullptr);
+    return MakeOctetString(reinterpret_cast<const unsigned char*>(text),
+                           (int32_t)strnlen(text, kDottedMacLength));
+}
+
+// The capability octets: the mirrored value's low byte, then its high byte.
+OctetString* lldpmib_caps_octets(uint16_t mirrored) {
+    unsigned char octets[2] = {(unsigned char)(mirrored & 0xFF), (unsigned char)(mirrored >> 8)};
+    return MakeOctetString(octets, 2);
+}
+
+}  // namespace
+
+extern "C" {
+
+lldpLocalSystemData_t lldpLocalSystemDataData;
+
+lldpLocalSystemData_t* lldpmib_shim_local_system_data_get(int serialNum, void* contextInfo,
+                                                          int nominator) {
+    LLDPMIB_TRACE_ARGS("lldpmib_shim_local_system_data_get",
+                       "serialNum: %d, contextInfo: %p, nominator: %d", serialNum, contextInfo,
+                       nominator);
+    lldpmib_lock();
+    if (lldpmib_shim_is_lldp_enabled() != 0) {
+        LLDPMIB_MIB("lldpmib_shim_local_system_data_get", "lldp not enabled");
+        lldpmib_unlock();
+        return nullptr;
+    }
+    uint32_t node_id = 0;
+    if (platform_get_my_nodeid(&node_id) != 0) {
+        LLDPMIB_MIB("lldpmib_shim_local_system_data_get", "failed to get current node ID");
+        lldpmib_unlock();
+        return nullptr;
+    }
+    lldp_client_filter filter;
+    memset(&filter, 0, sizeof filter);
+    filter.kind = LLDP_FILTER_NODE;
+    filter.node_id = node_id;
+
+    lldp_local_system_data_bag bag;
+    memset(&bag, 0, sizeof bag);
+    LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get",
+                    "calling lldp_client_get_local_system_data");
+    int rc = lldp_client_get_local_system_data(&filter, &bag);
+    if (rc != 0) {
+        // The record keeps what the last successful call left in it.
+        LLDPMIB_MIB("lldpmib_shim_local_system_data_get",
+                    "lldp_client_get_local_system_data FAILED, %s", cerr_strerror(rc));
+        lldpmib_unlock();
+        return nullptr;
+    }
+    LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get", "lldp_client_get_local_system_data OK");
+
+    lldpLocalSystemData_t* row = &lldpLocalSystemDataData;
+    bool complete = true;
+
+    if (row->lldpLocChassisId != nullptr) {
+        LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get",
+                        "Clean up lldpLocalSystemDataData.lldpLocChassisId");
+        FreeOctetString(row->lldpLocChassisId);
+        row->lldpLocChassisId = nullptr;
+    }
+    switch (bag.chassis_id_subtype) {
+        case 4:
+            LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get", "Chassis ID subtype: chassis MAC");
+            row->lldpLocChassisIdSubtype = 4;
+            complete &= lldpmib_set_string(&row->lldpLocChassisId, lldpmib_chassis_mac(bag.chassis_id));
+            break;
+        case 7:
+            LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get", "Chassis ID subtype: hostname");
+            row->lldpLocChassisIdSubtype = 7;
+            complete &= lldpmib_set_string(&row->lldpLocChassisId,
+                                           MakeOctetStringFromText(bag.chassis_id));
+            break;
+        default:
+            // Neither a MAC nor a host name: no chassis ID, the subtype as it was.
+            break;
+    }
+
+    if (row->lldpLocSysName != nullptr)
+        LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get",
+                        "Clean up lldpLocalSystemDataData.lldpLocSysName");
+    complete &= lldpmib_set_string(&row->lldpLocSysName, MakeOctetStringFromText(bag.sys_name));
+
+    if (row->lldpLocSysDesc != nullptr)
+        LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get",
+                        "Clean up lldpLocalSystemDataData.lldpLocSysDesc");
+    complete &= lldpmib_set_string(&row->lldpLocSysDesc, MakeOctetStringFromText(bag.sys_desc));
+
+    uint16_t supported = reverse_bits_uint16(bag.supported_caps);
+    LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get", "Supported caps: %x\n", supported);
+    if (row->lldpLocSysCapSupported != nullptr)
+        LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get",
+                        "Clean uplldpLocalSystemDataData.lldpLocSysCapSupported");
+    complete &= lldpmib_set_string(&row->lldpLocSysCapSupported, lldpmib_caps_octets(supported));
+
+    uint16_t enabled = reverse_bits_uint16(bag.enabled_caps);
+    LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get", "Enabled caps: %x\n", enabled);
+    if (row->lldpLocSysCapEnabled != nullptr)
+        LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get",
+                        "Clean uplldpLocalSystemDataData.lldpLocSysCapEnabled");
+    complete &= lldpmib_set_string(&row->lldpLocSysCapEnabled, lldpmib_caps_octets(enabled));
+
+    lldp_client_free_local_system_data_bag(&bag);
+    lldpmib_unlock();
+    // A value that could not be made leaves a hole in the group: answer
+    // nothing rather than a partly filled record.
+    return complete ? row : nullptr;
+}
+
+int lldpmib_convert_macstr_pton(const char* text, unsigned char* buffer) {
+    if (text == nullptr) {
+        LLDPMIB_ERROR("lldpmib_convert_macstr_pton", "NULL Src Buffer");
+        return 0;
+    }
+    if (buffer == nullptr) {
+        LLDPMIB_ERROR("lldpmib_convert_macstr_pton", "NULL Dst Buffer");
+        return 0;
+    }
+    int consumed = 0;
+    int digits = 0;
+    int value = 0;
+    while (consumed < kDottedMacLength) {
+        unsigned char c = (unsigned char)text[consumed];
+        if (c == '.') {
+            consumed++;
+            continue;
+        }
+        if (!isxdigit(c)) return 0;  // the terminating NUL included
+        int octet = digits / 2;
+        // Twelve digits fill the buffer; a thirteenth would need a seventh octet.
+        if (octet >= kMacOctets) return 0;
+        value = value * 16 + (isdigit(c) ? c - '0' : tolower(c) - 'a' + 10);
+        LLDPMIB_VERBOSE("lldpmib_convert_macstr_pton",
+                        "current string offset: %d, current macbuff offset:%d, val:%d", consumed,
+                        octet, value);
+        if (digits % 2 == 1) {
+            buffer[octet] = (unsigned char)value;
+            value = 0;
+        }
+        digits++;
+        consumed++;
+    }
+    return 1;
+}
+
+uint16_t reverse_bits_uint16(uint16_t value) {
+    LLDPMIB_TRACE("reverse_bits_uint16");
+    // Read on every call: the setting may change while the module runs.
+    bool eight_bit = getenv("ENKT_ACTIVE") != nullptr;
+    if (value == 0) return 0;
+    uint16_t mirrored = 0;
+    if (!eight_bit) {
+        for (int i = 0; i < 16; i++)
+            if (value & (1u << i)) mirrored |= (uint16_t)(1u << (15 - i));
+    } else {
+        for (int i = 0; i < 8; i++)
+            if (value & (1u << i)) mirrored |= (uint16_t)(1u << (7 - i));
+    }
+    return mirrored;
+}
+
+}  // extern "C"
