@@ -164,6 +164,25 @@ lldpLocalSystemData_t* lldpmib_shim_local_system_data_get(int serialNum, void* c
 int lldpmib_convert_macstr_pton(const char* text, unsigned char* buffer);
 uint16_t reverse_bits_uint16(uint16_t value);
 
+// ======================= Local tables: shared steps =======================
+
+// The body of a local table's iteration callback after its entry line: copies
+// the record (copy may answer null) and appends the copy to the list.  On an
+// append failure writes fail_line (a whole format with its prefix, gated by
+// the flag of row fail_row, "%s" = fn), frees the copy and sets *status to 2.
+// The appended copy, or null.
+void* lldpmib_local_store_copy(void* record, void* list, void* (*copy)(const void*),
+                               void (*free_copy)(void*), int fail_row, const char* fail_line,
+                               const char* fn, int* status);
+// A row served for the table's last column: counted and traced.
+void lldpmib_local_count_served(lldpmib_snapshot* s, const char* fn);
+// A lookup that found no record: the snapshot goes when it counts no record.
+void lldpmib_local_lookup_miss(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
+                               const char* fn);
+// Row clears: strings freed, fields zeroed.
+void lldpmib_free_local_port_row(void);
+void lldpmib_free_local_ma_row(void);
+
 // ======================= Local port table =======================
 
 typedef struct lldpLocPortEntry_t {
