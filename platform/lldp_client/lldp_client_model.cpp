@@ -1,0 +1,549 @@
+// The in-memory daemon model: every lldp_client_* query is answered from the
+// topology that the active source reports at that moment.  Records handed to
+// callbacks are built for the call and dropped after it.
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <unordered_map>
+#include <vector>
+
+#include "lldp_client.h"
+#include "lldp_client_internal.h"
+#include "lldp_client_model.h"
+#include "platform_fault.h"
+
+using namespace lldp_model;
+
+namespace {
+
+// Indexes over one topology snapshot, rebuilt when the source hands out a
+// different snapshot.
+struct view {
+    std::shared_ptr<const topology> topo;
+
+    struct port_entry {
+        const port* p;
+        uint32_t ifhandle;
+        std::vector<const neighbor*> neighbors;  // by rem_index, stable
+        bool any_man_addrs = false;
+        bool any_unknown = false;
+        bool any_org_def = false;
+    };
+    std::vector<port_entry> ports;  // by port_num; a repeated number keeps its first port
+    std::unordered_map<uint32_t, size_t> by_ifhandle;
+
+    // Each local record's addresses in (type, address) order, and every local
+    // address in that order across records (record order breaks ties).
+    std::vector<std::vector<const address*>> local_records;
+    struct local_pos {
+        size_t record;
+        size_t pos;
+    };
+    std::vector<local_pos> local_sorted;
+};
+
+// (type, octets): IPv4 octets in network order sort as the 32-bit number.
+int compare_address(bool a_v6, const uint8_t* a, bool b_v6, const uint8_t* b) {
+    if (a_v6 != b_v6) return a_v6 ? 1 : -1;
+    return std::memcmp(a, b, a_v6 ? 16 : 4);
+}
+
+bool address_less(const address* a, const address* b) {
+    return compare_address(a->ipv6, a->octets.data(), b->ipv6, b->octets.data()) < 0;
+}
+
+std::shared_ptr<const view> build_view(std::shared_ptr<const topology> t) {
+    auto v = std::make_shared<view>();
+    v->topo = t;
+    std::vector<const port*> ports;
+    for (const port& p : t->ports) ports.push_back(&p);
+    std::stable_sort(ports.begin(), ports.end(),
+                     [](const port* a, const port* b) { return a->port_num < b->port_num; });
+    for (const port* p : ports) {
+        if (!v->ports.empty() && v->ports.back().p->port_num == p->port_num) continue;
+        view::port_entry e{p, p->effective_ifhandle(), {}};
+        for (const neighbor& n : p->neighbors) {
+            e.neighbors.push_back(&n);
+            e.any_man_addrs |= !n.man_addrs.empty();
+            e.any_unknown |= !n.unknown_tlvs.empty();
+            e.any_org_def |= !n.org_def_tlvs.empty();
+        }
+        std::stable_sort(e.neighbors.begin(), e.neighbors.end(),
+                         [](const neighbor* a, const neighbor* b) { return a->rem_index < b->rem_index; });
+        v->by_ifhandle.emplace(e.ifhandle, v->ports.size());
+        v->ports.push_back(std::move(e));
+    }
+    for (const local_man_addr_record& r : t->local_man_addrs) {
+        std::vector<const address*> addrs;
+        for (const address& a : r.addrs) addrs.push_back(&a);
+        std::stable_sort(addrs.begin(), addrs.end(), address_less);
+        for (size_t i = 0; i < addrs.size(); ++i) v->local_sorted.push_back({v->local_records.size(), i});
+        v->local_records.push_back(std::move(addrs));
+    }
+    std::stable_sort(v->local_sorted.begin(), v->local_sorted.end(),
+                     [&](const view::local_pos& a, const view::local_pos& b) {
+                         return address_less(v->local_records[a.record][a.pos],
+                                             v->local_records[b.record][b.pos]);
+                     });
+    return v;
+}
+
+struct state {
+    std::mutex mutex;
+    std::shared_ptr<topology_source> source;  // null: the embedded default
+    std::shared_ptr<const view> last;
+};
+
+state& the_state() {
+    static state* s = new state;  // outlives static destructors of callers
+    return *s;
+}
+
+std::shared_ptr<topology_source> default_source(std::string* error) {
+    static std::shared_ptr<topology_source> src = [] {
+        std::string e;
+        auto t = parse_topology(default_topology_text(), "embedded default.json", &e);
+        return t ? std::make_shared<static_source>(t) : nullptr;
+    }();
+    if (!src && error) *error = "embedded default topology does not load";
+    return src;
+}
+
+std::shared_ptr<const topology> current_topology(std::string* error) {
+    state& s = the_state();
+    std::shared_ptr<topology_source> src;
+    {
+        std::lock_guard lock(s.mutex);
+        src = s.source;
+    }
+    if (!src) src = default_source(error);
+    if (!src) return nullptr;
+    std::string e;
+    auto t = src->current(&e);
+    if (!t && error) *error = e.empty() ? "LLDP daemon unreachable" : e;
+    return t;
+}
+
+// The indexes of the current topology, or null with *status set.
+std::shared_ptr<const view> current_view(int* status) {
+    auto t = current_topology(nullptr);
+    if (!t) {
+        *status = ECONNREFUSED;
+        return nullptr;
+    }
+    state& s = the_state();
+    {
+        std::lock_guard lock(s.mutex);
+        if (s.last && s.last->topo == t) return s.last;
+    }
+    auto v = build_view(t);
+    std::lock_guard lock(s.mutex);
+    s.last = v;
+    return v;
+}
+
+void set_source(std::shared_ptr<topology_source> src) {
+    state& s = the_state();
+    std::lock_guard lock(s.mutex);
+    s.source = std::move(src);
+    s.last.reset();
+}
+
+const uint8_t empty_bytes[1] = {0};
+
+// A neighbour record as the client hands it to a callback, valid while this
+// object lives; never moved once built.
+struct built_neighbor {
+    neighbor_td td{};
+    lldp_neighbor_mib mib{};
+    lldp_neighbor_detail detail{};
+    std::vector<uint8_t> chassis, port;  // NUL-terminated for printing
+    std::vector<lldp_addr_element> addrs;
+    std::vector<unknown_tlv_element> unknown;
+    std::vector<org_def_tlv_element> org;
+
+    built_neighbor(const built_neighbor&) = delete;
+    built_neighbor() = default;
+};
+
+template <typename T>
+void chain(std::vector<T>& v) {
+    for (size_t i = 0; i + 1 < v.size(); ++i) v[i].next = &v[i + 1];
+    if (!v.empty()) v.back().next = nullptr;
+}
+
+template <typename T>
+T* head(std::vector<T>& v) {
+    return v.empty() ? nullptr : v.data();
+}
+
+void fill_neighbor(built_neighbor& b, const neighbor& n, uint32_t port_num) {
+    b.mib.time_mark = n.time_mark;
+    b.mib.port_num = port_num;
+    b.mib.rem_index = n.rem_index;
+    b.mib.chassis_id_subtype = n.chassis_id_subtype;
+    b.mib.chassis_id_len = uint16_t(std::min<size_t>(n.chassis_id.size(), 0xFFFF));
+    b.mib.port_id_subtype = n.port_id_subtype;
+    b.mib.port_id_len = uint16_t(std::min<size_t>(n.port_id.size(), 0xFFFF));
+    b.mib.enabled_caps = n.enabled_caps;
+    b.mib.supported_caps = n.supported_caps;
+    b.chassis.assign(n.chassis_id.begin(), n.chassis_id.end());
+    b.chassis.push_back(0);
+    b.port.assign(n.port_id.begin(), n.port_id.end());
+    b.port.push_back(0);
+    b.td.chassis_id = b.chassis.data();
+    b.td.port_id = b.port.data();
+
+    b.detail.port_desc = const_cast<char*>(n.port_desc.c_str());
+    b.detail.sys_name = const_cast<char*>(n.sys_name.c_str());
+    b.detail.sys_desc = const_cast<char*>(n.sys_desc.c_str());
+
+    // Unspecified addresses first, then (type, octets); stable.
+    std::vector<const address*> addrs;
+    for (const address& a : n.man_addrs) addrs.push_back(&a);
+    std::stable_sort(addrs.begin(), addrs.end(), [](const address* a, const address* b) {
+        if (a->is_zero() != b->is_zero()) return a->is_zero();
+        return address_less(a, b);
+    });
+    for (const address* a : addrs) {
+        lldp_addr_element e{};
+        e.addr_type = a->ipv6 ? 1 : 0;
+        std::memcpy(e.addr, a->octets.data(), a->ipv6 ? 16 : 4);
+        e.addr_subtype = a->effective_subtype();
+        e.if_id = a->if_id;
+        b.addrs.push_back(e);
+    }
+    chain(b.addrs);
+    b.detail.man_addrs = head(b.addrs);
+
+    std::vector<const unknown_tlv*> unknown;
+    for (const unknown_tlv& u : n.unknown_tlvs) unknown.push_back(&u);
+    std::stable_sort(unknown.begin(), unknown.end(),
+                     [](const unknown_tlv* a, const unknown_tlv* b) { return a->type < b->type; });
+    for (const unknown_tlv* u : unknown) {
+        unknown_tlv_element e{};
+        e.type = u->type;
+        e.info_len = int32_t(u->info.size());
+        e.info = const_cast<uint8_t*>(u->info.empty() ? empty_bytes : u->info.data());
+        b.unknown.push_back(e);
+    }
+    chain(b.unknown);
+    b.mib.unknown_tlvs = head(b.unknown);
+
+    std::vector<const org_def_tlv*> org;
+    for (const org_def_tlv& o : n.org_def_tlvs) org.push_back(&o);
+    std::stable_sort(org.begin(), org.end(), [](const org_def_tlv* a, const org_def_tlv* b) {
+        if (a->oui != b->oui) return a->oui < b->oui;
+        if (a->subtype != b->subtype) return a->subtype < b->subtype;
+        return a->index < b->index;
+    });
+    for (const org_def_tlv* o : org) {
+        org_def_tlv_element e{};
+        e.oui = o->oui;
+        e.subtype = o->subtype;
+        e.index = int32_t(o->index);
+        e.info_len = int32_t(o->info.size());
+        e.info = const_cast<uint8_t*>(o->info.empty() ? empty_bytes : o->info.data());
+        b.org.push_back(e);
+    }
+    chain(b.org);
+    b.mib.org_def_tlvs = head(b.org);
+
+    b.td.mib = &b.mib;
+    b.td.detail = &b.detail;
+}
+
+// Port walks share one rule: the first port not below `port` that `wanted` accepts.
+template <typename Pred>
+int next_port(uint32_t port, uint32_t* next, uint32_t* ifhandle, Pred wanted) {
+    if (!next || !ifhandle) return EINVAL;
+    int status = 0;
+    auto v = current_view(&status);
+    if (!v) return status;
+    auto it = std::lower_bound(v->ports.begin(), v->ports.end(), port,
+                               [](const view::port_entry& e, uint32_t p) { return e.p->port_num < p; });
+    for (; it != v->ports.end(); ++it) {
+        if (wanted(*it)) {
+            *next = it->p->port_num;
+            *ifhandle = it->ifhandle;
+            return 0;
+        }
+    }
+    *next = LLDP_CLIENT_NO_PORT;
+    *ifhandle = 0;
+    return 0;
+}
+
+const view::port_entry* port_by_handle(const view& v, uint32_t ifhandle) {
+    auto it = v.by_ifhandle.find(ifhandle);
+    return it == v.by_ifhandle.end() ? nullptr : &v.ports[it->second];
+}
+
+char* dup_text(const std::string& s) {
+    char* p = static_cast<char*>(std::malloc(s.size() + 1));
+    if (p) std::memcpy(p, s.c_str(), s.size() + 1);
+    return p;
+}
+
+}  // namespace
+
+// ---- C++ API ----
+
+void lldp_client_use_topology(std::shared_ptr<const topology> topo) {
+    set_source(std::make_shared<static_source>(std::move(topo)));
+}
+
+void lldp_client_use_source(std::shared_ptr<topology_source> source) { set_source(std::move(source)); }
+
+void lldp_client_use_default(void) { set_source(nullptr); }
+
+std::shared_ptr<const topology> lldp_client_current_topology(std::string* error) {
+    return current_topology(error);
+}
+
+// ---- C API ----
+
+namespace {
+
+void write_error(char* err, size_t err_size, const std::string& msg) {
+    if (!err || !err_size) return;
+    size_t n = std::min(msg.size(), err_size - 1);
+    std::memcpy(err, msg.data(), n);
+    err[n] = 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+int lldp_client_init(void* evm) {
+    if (int rc = PLATFORM_FAULT("lldp_client_init")) return rc;
+    return 0;
+}
+
+void lldp_client_term(void) { PLATFORM_FAULT("lldp_client_term"); }
+
+int lldp_client_get_enable(uint32_t* enabled) {
+    if (int rc = PLATFORM_FAULT("lldp_client_get_enable")) return rc;
+    if (!enabled) return EINVAL;
+    int status = 0;
+    auto v = current_view(&status);
+    if (!v) return status;
+    *enabled = v->topo->lldp_enabled ? 1 : 0;
+    return 0;
+}
+
+int lldp_client_is_node_lldp_enabled(void) {
+    // No status of its own: a failure reads as "not enabled".
+    if (PLATFORM_FAULT("lldp_client_is_node_lldp_enabled")) return 0;
+    int status = 0;
+    auto v = current_view(&status);
+    return v && v->topo->node_enabled ? 1 : 0;
+}
+
+int lldp_client_get_local_system_data(const lldp_client_filter* filter,
+                                      lldp_local_system_data_bag* bag) {
+    if (int rc = PLATFORM_FAULT("lldp_client_get_local_system_data")) return rc;
+    if (!filter || !bag || filter->kind != LLDP_FILTER_NODE) return EINVAL;
+    int status = 0;
+    auto v = current_view(&status);
+    if (!v) return status;
+    if (filter->node_id != v->topo->node_id) return ENOENT;
+    const local_system& l = v->topo->local;
+    char* chassis = dup_text(l.chassis_id);
+    char* name = dup_text(l.sys_name);
+    char* desc = dup_text(l.sys_desc);
+    if (!chassis || !name || !desc) {
+        std::free(chassis), std::free(name), std::free(desc);
+        return ENOMEM;
+    }
+    std::memset(bag, 0, sizeof *bag);
+    bag->chassis_id = chassis;
+    bag->chassis_id_subtype = l.chassis_id_subtype;
+    bag->sys_name = name;
+    bag->sys_desc = desc;
+    bag->supported_caps = l.supported_caps;
+    bag->enabled_caps = l.enabled_caps;
+    lldp_client_internal::count_allocation();
+    return 0;
+}
+
+void lldp_client_free_local_system_data_bag(lldp_local_system_data_bag* bag) {
+    PLATFORM_FAULT("lldp_client_free_local_system_data_bag");
+    if (!bag || !bag->chassis_id) return;
+    std::free(bag->chassis_id);
+    std::free(bag->sys_name);
+    std::free(bag->sys_desc);
+    bag->chassis_id = bag->sys_name = bag->sys_desc = nullptr;
+    lldp_client_internal::count_release();
+}
+
+int lldp_client_get_next_if_local(uint32_t port, uint32_t* next, uint32_t* ifhandle) {
+    if (int rc = PLATFORM_FAULT("lldp_client_get_next_if_local")) return rc;
+    return next_port(port, next, ifhandle, [](const view::port_entry&) { return true; });
+}
+
+int lldp_client_iter_intf_running(const lldp_client_filter* filter, lldp_client_callback cb,
+                                  void* list, int flags, void* context) {
+    if (int rc = PLATFORM_FAULT("lldp_client_iter_intf_running")) return rc;
+    if (!filter || !cb || filter->kind != LLDP_FILTER_INTERFACE) return EINVAL;
+    int status = 0;
+    auto v = current_view(&status);
+    if (!v) return status;
+    const view::port_entry* e = port_by_handle(*v, filter->ifhandle);
+    if (!e) return ENODEV;
+    lldp_interface_td rec{};
+    rec.port_num = e->p->port_num;
+    rec.port_id = const_cast<char*>(e->p->port_id.c_str());
+    rec.port_id_subtype = e->p->port_id_subtype;
+    rec.port_desc = const_cast<char*>(e->p->port_desc.c_str());
+    return cb(&rec, list, context);
+}
+
+int lldp_client_get_next_if_local_ma(int exact, const lldp_addr_element* key,
+                                     lldp_client_callback cb, void* context, void* list) {
+    if (int rc = PLATFORM_FAULT("lldp_client_get_next_if_local_ma")) return rc;
+    if (!key || !cb) return EINVAL;
+    int status = 0;
+    auto v = current_view(&status);
+    if (!v) return status;
+
+    // The key holds IPv4 as a host-order number, like the local records.
+    bool key_v6 = key->addr_type != 0;
+    uint8_t key_octets[16] = {};
+    if (key_v6) {
+        std::memcpy(key_octets, key->addr, 16);
+    } else {
+        uint32_t n;
+        std::memcpy(&n, key->addr, 4);
+        key_octets[0] = uint8_t(n >> 24), key_octets[1] = uint8_t(n >> 16);
+        key_octets[2] = uint8_t(n >> 8), key_octets[3] = uint8_t(n);
+    }
+    auto addr_at = [&](const view::local_pos& p) { return v->local_records[p.record][p.pos]; };
+    auto it = std::lower_bound(v->local_sorted.begin(), v->local_sorted.end(), 0,
+                               [&](const view::local_pos& p, int) {
+                                   const address* a = addr_at(p);
+                                   return compare_address(a->ipv6, a->octets.data(), key_v6, key_octets) < 0;
+                               });
+    if (it == v->local_sorted.end()) return 0;
+    if (exact) {
+        const address* a = addr_at(*it);
+        if (compare_address(a->ipv6, a->octets.data(), key_v6, key_octets) != 0) return 0;
+    }
+
+    // The record as the chain from the answer to the end of its record.
+    const std::vector<const address*>& rec_addrs = v->local_records[it->record];
+    std::vector<lldp_addr_element> chain_elems;
+    for (size_t i = it->pos; i < rec_addrs.size(); ++i) {
+        const address* a = rec_addrs[i];
+        lldp_addr_element e{};
+        e.addr_type = a->ipv6 ? 1 : 0;
+        if (a->ipv6) {
+            std::memcpy(e.addr, a->octets.data(), 16);
+        } else {
+            uint32_t n = uint32_t(a->octets[0]) << 24 | uint32_t(a->octets[1]) << 16 |
+                         uint32_t(a->octets[2]) << 8 | a->octets[3];
+            std::memcpy(e.addr, &n, 4);
+        }
+        e.addr_subtype = a->effective_subtype();
+        e.if_id = a->if_id;
+        chain_elems.push_back(e);
+    }
+    chain(chain_elems);
+    lldp_local_ma_td rec{};
+    rec.addrs = head(chain_elems);
+    return cb(&rec, list, context);
+}
+
+int lldp_client_get_next_if_remote(uint32_t port, uint32_t* next, uint32_t* ifhandle) {
+    if (int rc = PLATFORM_FAULT("lldp_client_get_next_if_remote")) return rc;
+    return next_port(port, next, ifhandle,
+                     [](const view::port_entry& e) { return !e.neighbors.empty(); });
+}
+
+int lldp_client_get_next_if_remote_ma(uint32_t port, uint32_t* next, uint32_t* ifhandle) {
+    if (int rc = PLATFORM_FAULT("lldp_client_get_next_if_remote_ma")) return rc;
+    return next_port(port, next, ifhandle, [](const view::port_entry& e) { return e.any_man_addrs; });
+}
+
+int lldp_client_get_next_if_remote_unknown_tlv(uint32_t port, uint32_t* next, uint32_t* ifhandle) {
+    if (int rc = PLATFORM_FAULT("lldp_client_get_next_if_remote_unknown_tlv")) return rc;
+    return next_port(port, next, ifhandle, [](const view::port_entry& e) { return e.any_unknown; });
+}
+
+int lldp_client_get_next_if_remote_org_def_tlv(uint32_t port, uint32_t* next, uint32_t* ifhandle) {
+    if (int rc = PLATFORM_FAULT("lldp_client_get_next_if_remote_org_def_tlv")) return rc;
+    return next_port(port, next, ifhandle, [](const view::port_entry& e) { return e.any_org_def; });
+}
+
+int lldp_client_iter_ne(const lldp_client_filter* filter, int a, int b, lldp_client_callback cb,
+                        void* arg1, int c, void* arg2) {
+    if (int rc = PLATFORM_FAULT("lldp_client_iter_ne")) return rc;
+    if (!filter || !cb || filter->kind != LLDP_FILTER_NEIGHBORS) return EINVAL;
+    int status = 0;
+    auto v = current_view(&status);
+    if (!v) return status;
+    const view::port_entry* e = port_by_handle(*v, filter->ifhandle);
+    if (!e) return ENODEV;
+
+    // The port's marker first: it only names the port.
+    {
+        lldp_neighbor_mib mib{};
+        mib.port_num = e->p->port_num;
+        neighbor_td marker{};
+        marker.port_marker = 1;
+        marker.mib = &mib;
+        if (int rc = cb(&marker, arg1, arg2)) return rc;
+    }
+    for (const neighbor* n : e->neighbors) {
+        built_neighbor rec;
+        fill_neighbor(rec, *n, e->p->port_num);
+        if (int rc = cb(&rec.td, arg1, arg2)) return rc;
+    }
+    return 0;
+}
+
+int lldp_client_use_topology_file(const char* path, char* err, size_t err_size) {
+    if (int rc = PLATFORM_FAULT("lldp_client_use_topology_file")) {
+        write_error(err, err_size, std::string(path ? path : "(null)") + ": injected failure");
+        return rc;
+    }
+    if (!path) {
+        write_error(err, err_size, "no topology file given");
+        return EINVAL;
+    }
+    std::string error;
+    auto t = load_topology_file(path, &error);
+    if (!t) {
+        write_error(err, err_size, error);
+        return EINVAL;
+    }
+    lldp_client_use_topology(std::move(t));
+    write_error(err, err_size, "");
+    return 0;
+}
+
+int lldp_client_use_topology_text(const char* json, const char* origin, char* err, size_t err_size) {
+    std::string where = origin ? origin : "<text>";
+    if (int rc = PLATFORM_FAULT("lldp_client_use_topology_text")) {
+        write_error(err, err_size, where + ": injected failure");
+        return rc;
+    }
+    if (!json) {
+        write_error(err, err_size, where + ": no topology text given");
+        return EINVAL;
+    }
+    std::string error;
+    auto t = parse_topology(json, where, &error);
+    if (!t) {
+        write_error(err, err_size, error);
+        return EINVAL;
+    }
+    lldp_client_use_topology(std::move(t));
+    write_error(err, err_size, "");
+    return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,422 @@
+// Topology files: JSON into lldp_model::topology, strictly checked so that a
+// typo is reported with the file, the JSON path and the problem rather than
+// served as a silently different router.
+#include <arpa/inet.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "lldp_client_model.h"
+
+using json = nlohmann::json;
+
+namespace lldp_model {
+namespace {
+
+struct load_error {
+    std::string path;
+    std::string problem;
+};
+
+[[noreturn]] void fail(const std::string& path, const std::string& problem) {
+    throw load_error{path, problem};
+}
+
+std::string child(const std::string& path, const std::string& key) {
+    return path.empty() ? key : path + "." + key;
+}
+std::string item(const std::string& path, size_t i) { return path + "[" + std::to_string(i) + "]"; }
+
+std::string kind_of(const json& j) {
+    switch (j.type()) {
+        case json::value_t::null: return "null";
+        case json::value_t::boolean: return "a boolean";
+        case json::value_t::string: return "a string";
+        case json::value_t::array: return "an array";
+        case json::value_t::object: return "an object";
+        case json::value_t::number_float: return "a fractional number";
+        default: return "a number";
+    }
+}
+
+// Objects: every key must be known; lookups by key.
+struct object {
+    const json& j;
+    std::string path;
+
+    object(const json& value, std::string p, std::initializer_list<const char*> allowed)
+        : j(value), path(std::move(p)) {
+        if (!j.is_object()) fail(where(), "expected an object, got " + kind_of(j));
+        for (auto it = j.begin(); it != j.end(); ++it) {
+            bool known = false;
+            for (const char* k : allowed) known |= it.key() == k;
+            if (!known) {
+                std::string list;
+                for (const char* k : allowed) list += (list.empty() ? "" : ", ") + std::string(k);
+                fail(at(it.key()), "unknown key (expected one of: " + list + ")");
+            }
+        }
+    }
+    std::string where() const { return path.empty() ? "top level" : path; }
+    std::string at(const std::string& key) const { return child(path, key); }
+    const json* find(const char* key) const {
+        auto it = j.find(key);
+        return it == j.end() ? nullptr : &*it;
+    }
+    const json& need(const char* key) const {
+        const json* v = find(key);
+        if (!v) fail(where(), std::string("missing required key \"") + key + "\"");
+        return *v;
+    }
+
+    uint64_t integer_or(const char* key, uint64_t lo, uint64_t hi, const uint64_t* dflt) const {
+        const json* v = dflt ? find(key) : &need(key);
+        if (!v) return *dflt;
+        std::string range = std::to_string(lo) + ".." + std::to_string(hi);
+        if (v->is_number_unsigned()) {
+            uint64_t n = v->get<uint64_t>();
+            if (n < lo || n > hi) fail(at(key), "out of range " + range + ": " + std::to_string(n));
+            return n;
+        }
+        if (v->is_number_integer())
+            fail(at(key), "out of range " + range + ": " + std::to_string(v->get<int64_t>()));
+        fail(at(key), "expected an integer in " + range + ", got " + kind_of(*v));
+    }
+    uint64_t integer(const char* key, uint64_t lo, uint64_t hi, uint64_t dflt) const {
+        return integer_or(key, lo, hi, &dflt);
+    }
+    uint64_t required_integer(const char* key, uint64_t lo, uint64_t hi) const {
+        return integer_or(key, lo, hi, nullptr);
+    }
+
+    bool boolean(const char* key, bool dflt) const {
+        const json* v = find(key);
+        if (!v) return dflt;
+        if (!v->is_boolean()) fail(at(key), "expected true or false, got " + kind_of(*v));
+        return v->get<bool>();
+    }
+
+    const json* array(const char* key) const {
+        const json* v = find(key);
+        if (v && !v->is_array()) fail(at(key), "expected an array, got " + kind_of(*v));
+        return v;
+    }
+};
+
+int hex_digit(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+// A byte field: a JSON string (its bytes) or {"hex": "00 11:22"}.
+std::vector<uint8_t> bytes_of(const json& v, const std::string& path) {
+    if (v.is_string()) {
+        const std::string& s = v.get_ref<const std::string&>();
+        return {s.begin(), s.end()};
+    }
+    if (!v.is_object())
+        fail(path, "expected a string or {\"hex\": \"...\"}, got " + kind_of(v));
+    object o(v, path, {"hex"});
+    const json& h = o.need("hex");
+    if (!h.is_string()) fail(o.at("hex"), "expected a string of hex digits, got " + kind_of(h));
+    std::vector<uint8_t> out;
+    int high = -1;
+    for (char c : h.get_ref<const std::string&>()) {
+        if (c == ':' || c == ' ' || c == '-') {
+            if (high >= 0) fail(o.at("hex"), "bad hex: separator inside a byte");
+            continue;
+        }
+        int d = hex_digit(c);
+        if (d < 0) fail(o.at("hex"), std::string("bad hex: '") + c + "' is not a hex digit");
+        if (high < 0) {
+            high = d;
+        } else {
+            out.push_back(uint8_t(high << 4 | d));
+            high = -1;
+        }
+    }
+    if (high >= 0) fail(o.at("hex"), "bad hex: odd number of digits");
+    return out;
+}
+
+std::vector<uint8_t> bytes_field(const object& o, const char* key, size_t lo, size_t hi, bool required) {
+    const json* v = required ? &o.need(key) : o.find(key);
+    if (!v) return {};
+    auto b = bytes_of(*v, o.at(key));
+    if (b.size() < lo || b.size() > hi)
+        fail(o.at(key), "length " + std::to_string(b.size()) + " out of range " + std::to_string(lo) +
+                            ".." + std::to_string(hi) + " bytes");
+    return b;
+}
+
+// Text handed out NUL-terminated: same forms as bytes, without NUL bytes.
+std::string text_field(const object& o, const char* key, size_t hi, bool required,
+                       const std::string& dflt = "") {
+    const json* v = required ? &o.need(key) : o.find(key);
+    if (!v) return dflt;
+    auto b = bytes_of(*v, o.at(key));
+    if (b.size() > hi)
+        fail(o.at(key), "length " + std::to_string(b.size()) + " above " + std::to_string(hi) + " bytes");
+    for (uint8_t c : b)
+        if (!c) fail(o.at(key), "text cannot hold a NUL byte");
+    return {b.begin(), b.end()};
+}
+
+constexpr uint64_t u8max = 0xFF, u16max = 0xFFFF, u32max = 0xFFFFFFFF, index_max = 2147483647;
+constexpr size_t unbounded = size_t(-1);
+
+address address_of(const json& v, const std::string& path) {
+    object o(v, path, {"addr", "if_id", "subtype"});
+    const json& a = o.need("addr");
+    if (!a.is_string()) fail(o.at("addr"), "expected IPv4 or IPv6 address text, got " + kind_of(a));
+    const std::string& s = a.get_ref<const std::string&>();
+    address r;
+    if (inet_pton(AF_INET, s.c_str(), r.octets.data()) == 1) {
+        r.ipv6 = false;
+    } else if (inet_pton(AF_INET6, s.c_str(), r.octets.data()) == 1) {
+        r.ipv6 = true;
+    } else {
+        fail(o.at("addr"), "malformed address \"" + s + "\" (expected IPv4 or IPv6 text)");
+    }
+    r.if_id = uint32_t(o.integer("if_id", 0, u32max, 0));
+    r.subtype = uint8_t(o.integer("subtype", 1, u8max, uint64_t(r.ipv6 ? 2 : 1)));
+    return r;
+}
+
+uint32_t oui_of(const json& v, const std::string& path) {
+    if (v.is_number_unsigned()) {
+        uint64_t n = v.get<uint64_t>();
+        if (n > 0xFFFFFF) fail(path, "out of range 0..16777215: " + std::to_string(n));
+        return uint32_t(n);
+    }
+    if (!v.is_string()) fail(path, "expected an OUI such as \"00:80:c2\", got " + kind_of(v));
+    const std::string& s = v.get_ref<const std::string&>();
+    std::string digits;
+    for (size_t i = 0; i < s.size(); ++i) {
+        bool sep_place = s.size() == 8 && (i == 2 || i == 5);
+        if (sep_place && (s[i] == ':' || s[i] == '-')) continue;
+        digits += s[i];
+    }
+    uint32_t oui = 0;
+    bool ok = digits.size() == 6 && (s.size() == 6 || s.size() == 8);
+    for (char c : digits) {
+        int d = hex_digit(c);
+        ok &= d >= 0;
+        oui = oui << 4 | uint32_t(d < 0 ? 0 : d);
+    }
+    if (!ok) fail(path, "malformed OUI \"" + s + "\" (expected three hex octets such as \"00:80:c2\")");
+    return oui;
+}
+
+neighbor neighbor_of(const json& v, const std::string& path) {
+    object o(v, path,
+             {"time_mark", "rem_index", "chassis_id_subtype", "chassis_id", "port_id_subtype", "port_id",
+              "port_desc", "sys_name", "sys_desc", "supported_caps", "enabled_caps", "man_addrs",
+              "unknown_tlvs", "org_def_tlvs"});
+    neighbor n;
+    n.time_mark = uint32_t(o.integer("time_mark", 0, u32max, 0));
+    n.rem_index = uint32_t(o.required_integer("rem_index", 1, index_max));
+    n.chassis_id_subtype = uint8_t(o.integer("chassis_id_subtype", 0, u8max, 4));
+    n.chassis_id = bytes_field(o, "chassis_id", 1, 255, true);
+    n.port_id_subtype = uint8_t(o.integer("port_id_subtype", 0, u8max, 5));
+    n.port_id = bytes_field(o, "port_id", 1, 255, true);
+    n.port_desc = text_field(o, "port_desc", 255, false);
+    n.sys_name = text_field(o, "sys_name", 255, false);
+    n.sys_desc = text_field(o, "sys_desc", 255, false);
+    n.supported_caps = uint16_t(o.integer("supported_caps", 0, u16max, 0));
+    n.enabled_caps = uint16_t(o.integer("enabled_caps", 0, u16max, 0));
+    if (const json* a = o.array("man_addrs"))
+        for (size_t i = 0; i < a->size(); ++i)
+            n.man_addrs.push_back(address_of((*a)[i], item(o.at("man_addrs"), i)));
+    if (const json* a = o.array("unknown_tlvs")) {
+        for (size_t i = 0; i < a->size(); ++i) {
+            object t((*a)[i], item(o.at("unknown_tlvs"), i), {"type", "info"});
+            unknown_tlv u;
+            u.type = uint8_t(t.required_integer("type", 0, u8max));
+            u.info = bytes_field(t, "info", 0, 511, false);
+            n.unknown_tlvs.push_back(std::move(u));
+        }
+    }
+    if (const json* a = o.array("org_def_tlvs")) {
+        for (size_t i = 0; i < a->size(); ++i) {
+            object t((*a)[i], item(o.at("org_def_tlvs"), i), {"oui", "subtype", "index", "info"});
+            org_def_tlv d;
+            d.oui = oui_of(t.need("oui"), t.at("oui"));
+            d.subtype = uint8_t(t.required_integer("subtype", 0, u8max));
+            d.index = uint32_t(t.required_integer("index", 1, index_max));
+            d.info = bytes_field(t, "info", 0, 507, false);
+            n.org_def_tlvs.push_back(std::move(d));
+        }
+    }
+    return n;
+}
+
+port port_of(const json& v, const std::string& path) {
+    object o(v, path, {"port_num", "ifhandle", "port_id_subtype", "port_id", "port_desc", "neighbors"});
+    port p;
+    p.port_num = uint32_t(o.required_integer("port_num", 1, index_max));
+    p.ifhandle = uint32_t(o.integer("ifhandle", 1, u32max, port::default_ifhandle(p.port_num)));
+    p.port_id_subtype = uint8_t(o.integer("port_id_subtype", 0, u8max, 5));
+    p.port_id = text_field(o, "port_id", unbounded, true);
+    p.port_desc = text_field(o, "port_desc", unbounded, false);
+    std::map<uint32_t, size_t> seen;
+    if (const json* a = o.array("neighbors")) {
+        for (size_t i = 0; i < a->size(); ++i) {
+            std::string np = item(o.at("neighbors"), i);
+            neighbor n = neighbor_of((*a)[i], np);
+            auto [it, fresh] = seen.emplace(n.rem_index, i);
+            if (!fresh)
+                fail(child(np, "rem_index"),
+                     "duplicate remote index " + std::to_string(n.rem_index) + " on port " +
+                         std::to_string(p.port_num) + " (also " + item(o.at("neighbors"), it->second) + ")");
+            p.neighbors.push_back(std::move(n));
+        }
+    }
+    return p;
+}
+
+topology topology_of(const json& root) {
+    object o(root, "",
+             {"router_type", "node_id", "lldp", "local", "local_man_addrs", "ports"});
+    topology t;
+    t.router_type = uint32_t(o.integer("router_type", 0, u32max, 25));
+    t.node_id = uint32_t(o.integer("node_id", 0, u32max, 1));
+    if (const json* l = o.find("lldp")) {
+        object e(*l, o.at("lldp"), {"enabled", "node_enabled"});
+        t.lldp_enabled = e.boolean("enabled", true);
+        t.node_enabled = e.boolean("node_enabled", true);
+    }
+    {
+        object l(o.need("local"), o.at("local"),
+                 {"chassis_id_subtype", "chassis_id", "sys_name", "sys_desc", "supported_caps",
+                  "enabled_caps"});
+        t.local.chassis_id_subtype = uint8_t(l.integer("chassis_id_subtype", 0, u8max, 4));
+        t.local.chassis_id = text_field(l, "chassis_id", unbounded, true);
+        t.local.sys_name = text_field(l, "sys_name", unbounded, false);
+        t.local.sys_desc = text_field(l, "sys_desc", unbounded, false);
+        t.local.supported_caps = uint16_t(l.integer("supported_caps", 0, u16max, 0));
+        t.local.enabled_caps = uint16_t(l.integer("enabled_caps", 0, u16max, 0));
+    }
+    if (const json* a = o.array("local_man_addrs")) {
+        for (size_t i = 0; i < a->size(); ++i) {
+            object r((*a)[i], item("local_man_addrs", i), {"addrs"});
+            const json& addrs = r.need("addrs");
+            if (!addrs.is_array() || addrs.empty())
+                fail(r.at("addrs"), "expected a non-empty array of addresses");
+            local_man_addr_record rec;
+            for (size_t k = 0; k < addrs.size(); ++k)
+                rec.addrs.push_back(address_of(addrs[k], item(r.at("addrs"), k)));
+            t.local_man_addrs.push_back(std::move(rec));
+        }
+    }
+    if (const json* a = o.array("ports")) {
+        std::map<uint32_t, size_t> nums, handles;
+        for (size_t i = 0; i < a->size(); ++i) {
+            std::string pp = item("ports", i);
+            port p = port_of((*a)[i], pp);
+            auto [n, fresh_num] = nums.emplace(p.port_num, i);
+            if (!fresh_num)
+                fail(child(pp, "port_num"), "duplicate port number " + std::to_string(p.port_num) +
+                                                " (also " + item("ports", n->second) + ")");
+            auto [h, fresh_handle] = handles.emplace(p.effective_ifhandle(), i);
+            if (!fresh_handle)
+                fail(child(pp, "ifhandle"), "duplicate ifhandle " + std::to_string(p.effective_ifhandle()) +
+                                                " (also " + item("ports", h->second) + ")");
+            t.ports.push_back(std::move(p));
+        }
+    }
+    return t;
+}
+
+// Tracks where the parser is so that a repeated key (which the JSON library
+// would silently resolve to its last value) is reported with its path.
+struct key_tracker {
+    struct frame {
+        bool is_array;
+        size_t count = 0;
+        std::string path;
+        std::string key;
+        std::set<std::string> keys;
+    };
+    std::vector<frame> frames;
+
+    std::string child_path() const {
+        if (frames.empty()) return "";
+        const frame& f = frames.back();
+        return f.is_array ? item(f.path, f.count) : child(f.path, f.key);
+    }
+    void element_done() {
+        if (!frames.empty() && frames.back().is_array) ++frames.back().count;
+    }
+    bool operator()(int, json::parse_event_t event, json& parsed) {
+        switch (event) {
+            case json::parse_event_t::object_start:
+            case json::parse_event_t::array_start:
+                frames.push_back({event == json::parse_event_t::array_start, 0, child_path(), {}, {}});
+                break;
+            case json::parse_event_t::object_end:
+            case json::parse_event_t::array_end:
+                frames.pop_back();
+                element_done();
+                break;
+            case json::parse_event_t::key: {
+                frame& f = frames.back();
+                f.key = parsed.get<std::string>();
+                if (!f.keys.insert(f.key).second) fail(child(f.path, f.key), "duplicate key");
+                break;
+            }
+            case json::parse_event_t::value:
+                element_done();
+                break;
+        }
+        return true;
+    }
+};
+
+}  // namespace
+
+std::shared_ptr<const topology> parse_topology(const std::string& text, const std::string& origin,
+                                               std::string* error) {
+    try {
+        key_tracker tracker;
+        json root = json::parse(text, std::ref(tracker));
+        return std::make_shared<const topology>(topology_of(root));
+    } catch (const load_error& e) {
+        if (error) *error = origin + ": " + (e.path.empty() ? "top level" : e.path) + ": " + e.problem;
+    } catch (const json::parse_error& e) {
+        // "[json.exception.parse_error.101] parse error at line 3, column 5: ..."
+        std::string what = e.what();
+        auto pos = what.find("] ");
+        if (error) *error = origin + ": invalid JSON: " + (pos == std::string::npos ? what : what.substr(pos + 2));
+    } catch (const std::exception& e) {
+        if (error) *error = origin + ": " + e.what();
+    }
+    return nullptr;
+}
+
+std::shared_ptr<const topology> load_topology_file(const std::string& path, std::string* error) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) {
+        if (error) *error = path + ": cannot read: " + std::strerror(errno);
+        return nullptr;
+    }
+    std::ostringstream text;
+    text << in.rdbuf();
+    if (in.bad()) {
+        if (error) *error = path + ": cannot read: " + std::strerror(errno);
+        return nullptr;
+    }
+    return parse_topology(text.str(), path, error);
+}
+
+}  // namespace lldp_model
