@@ -81,8 +81,7 @@ int platform_fault_check(platform_fault_point* p) {
         status = it->second;
         p->pending.erase(it);
     }
-    // Drop entries a concurrent reset of the counter made unreachable.
-    std::erase_if(p->pending, [n](const auto& e) { return e.first < n; });
+    // Entries below n stay: their calls may be counted and not yet settled.
     recompute_next_locked(p);
     return status;
 }
