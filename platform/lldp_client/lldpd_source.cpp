@@ -1,0 +1,519 @@
+// Live backend on lldpd.  One control connection, opened on demand, talks
+// through our own blocking socket callbacks: they never raise SIGPIPE when the
+// daemon goes away and give up after a timeout instead of hanging the agent.
+#include "lldpd_source.h"
+
+#include <arpa/inet.h>
+#include <lldp-const.h>
+#include <lldpctl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <mutex>
+#include <set>
+
+#include "lldp_client.h"
+#include "lldp_client_model.h"
+
+using namespace lldp_model;
+
+namespace lldp_lldpd {
+
+namespace {
+
+// Time marks count from when the library was loaded.
+const int64_t library_start = static_cast<int64_t>(std::time(nullptr));
+
+bool printable(const uint8_t* b, size_t n) {
+    if (n == 0) return false;
+    for (size_t i = 0; i < n; ++i)
+        if (b[i] < 0x20 || b[i] > 0x7e) return false;
+    return true;
+}
+
+}  // namespace
+
+// ---- Mapping ----
+
+uint16_t map_capabilities(long lldpd_caps) {
+    // lldpd keeps the TLV's bitmap as received: LLDP_CAP_OTHER is bit 0, as
+    // in the records.  Errors (negative) mean "none".
+    return lldpd_caps < 0 ? 0 : static_cast<uint16_t>(lldpd_caps & 0xffff);
+}
+
+bool parse_management_address(const char* text, long if_index, address* out) {
+    if (!text || !out) return false;
+    address a;
+    if (inet_pton(AF_INET, text, a.octets.data()) == 1) {
+        a.ipv6 = false;
+    } else if (inet_pton(AF_INET6, text, a.octets.data()) == 1) {
+        a.ipv6 = true;
+    } else {
+        return false;
+    }
+    a.subtype = a.ipv6 ? LLDP_MGMT_ADDR_IP6 : LLDP_MGMT_ADDR_IP4;
+    a.if_id = if_index > 0 && if_index <= 0xffffffffL ? static_cast<uint32_t>(if_index) : 0;
+    *out = a;
+    return true;
+}
+
+std::string mac_dotted(const uint8_t* mac) {
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "%02x%02x.%02x%02x.%02x%02x", mac[0], mac[1], mac[2], mac[3], mac[4],
+                  mac[5]);
+    return buf;
+}
+
+std::string id_text(uint8_t subtype, uint8_t mac_subtype, const uint8_t* bytes, size_t len) {
+    if (!bytes || len == 0) return {};
+    if (subtype == mac_subtype && len == 6) return mac_dotted(bytes);
+    if (printable(bytes, len)) return std::string(reinterpret_cast<const char*>(bytes), len);
+    std::string s;
+    char hex[4];
+    for (size_t i = 0; i < len; ++i) {
+        std::snprintf(hex, sizeof hex, i ? ":%02x" : "%02x", bytes[i]);
+        s += hex;
+    }
+    return s;
+}
+
+uint32_t oui_number(const uint8_t* oui, size_t len) {
+    if (!oui || len < 3) return 0;
+    return uint32_t(oui[0]) << 16 | uint32_t(oui[1]) << 8 | oui[2];
+}
+
+void number_org_def_tlvs(std::vector<org_def_tlv>& tlvs) {
+    std::map<std::pair<uint32_t, uint8_t>, uint32_t> count;
+    for (org_def_tlv& t : tlvs) t.index = ++count[{t.oui, t.subtype}];
+}
+
+uint32_t time_mark(int64_t changed, int64_t start) {
+    if (changed <= start) return 0;
+    int64_t h = (changed - start) * 100;
+    return h > int64_t(UINT32_MAX) ? UINT32_MAX : static_cast<uint32_t>(h);
+}
+
+std::vector<uint32_t> remote_index_map::assign(const std::vector<seen>& neighbours) {
+    constexpr uint32_t max_index = 2147483647u;
+    std::vector<uint32_t> out(neighbours.size(), 0);
+    std::set<std::pair<uint32_t, uint32_t>> used;  // (port, index)
+    std::map<std::pair<uint32_t, std::string>, uint32_t> kept;
+
+    // Neighbours that already have an index of their own keep it.
+    for (size_t i = 0; i < neighbours.size(); ++i) {
+        const seen& n = neighbours[i];
+        auto it = own_.find({n.port, n.identity});
+        if (it == own_.end() || kept.count(it->first)) continue;
+        out[i] = it->second;
+        used.insert({n.port, it->second});
+        kept.insert(*it);
+    }
+    // Then lldpd's chassis index, first come first served on each port.
+    for (size_t i = 0; i < neighbours.size(); ++i) {
+        const seen& n = neighbours[i];
+        if (out[i] || n.chassis_index <= 0 || n.chassis_index > long(max_index)) continue;
+        uint32_t idx = static_cast<uint32_t>(n.chassis_index);
+        if (used.insert({n.port, idx}).second) out[i] = idx;
+    }
+    // The rest get numbers of their own.
+    for (size_t i = 0; i < neighbours.size(); ++i) {
+        if (out[i]) continue;
+        const seen& n = neighbours[i];
+        for (;;) {
+            uint32_t idx = next_;
+            next_ = next_ >= max_index ? 1000000000u : next_ + 1;
+            if (used.insert({n.port, idx}).second) {
+                out[i] = idx;
+                kept[{n.port, n.identity}] = idx;
+                break;
+            }
+        }
+    }
+    own_ = std::move(kept);
+    return out;
+}
+
+// ---- Equality of snapshots ----
+
+namespace {
+
+bool same(const address& a, const address& b) {
+    return a.ipv6 == b.ipv6 && a.octets == b.octets && a.if_id == b.if_id && a.subtype == b.subtype;
+}
+bool same(const unknown_tlv& a, const unknown_tlv& b) { return a.type == b.type && a.info == b.info; }
+bool same(const org_def_tlv& a, const org_def_tlv& b) {
+    return a.oui == b.oui && a.subtype == b.subtype && a.index == b.index && a.info == b.info;
+}
+bool same(const neighbor& a, const neighbor& b);
+bool same(const port& a, const port& b);
+bool same(const local_man_addr_record& a, const local_man_addr_record& b);
+template <class T>
+bool same(const std::vector<T>& a, const std::vector<T>& b) {
+    if (a.size() != b.size()) return false;
+    for (size_t i = 0; i < a.size(); ++i)
+        if (!same(a[i], b[i])) return false;
+    return true;
+}
+bool same(const neighbor& a, const neighbor& b) {
+    return a.time_mark == b.time_mark && a.rem_index == b.rem_index &&
+           a.chassis_id_subtype == b.chassis_id_subtype && a.chassis_id == b.chassis_id &&
+           a.port_id_subtype == b.port_id_subtype && a.port_id == b.port_id && a.port_desc == b.port_desc &&
+           a.sys_name == b.sys_name && a.sys_desc == b.sys_desc && a.supported_caps == b.supported_caps &&
+           a.enabled_caps == b.enabled_caps && same(a.man_addrs, b.man_addrs) &&
+           same(a.unknown_tlvs, b.unknown_tlvs) && same(a.org_def_tlvs, b.org_def_tlvs);
+}
+bool same(const port& a, const port& b) {
+    return a.port_num == b.port_num && a.ifhandle == b.ifhandle && a.port_id_subtype == b.port_id_subtype &&
+           a.port_id == b.port_id && a.port_desc == b.port_desc && same(a.neighbors, b.neighbors);
+}
+bool same(const local_man_addr_record& a, const local_man_addr_record& b) { return same(a.addrs, b.addrs); }
+
+}  // namespace
+
+bool same_topology(const topology& a, const topology& b) {
+    const local_system &la = a.local, &lb = b.local;
+    return a.router_type == b.router_type && a.node_id == b.node_id && a.lldp_enabled == b.lldp_enabled &&
+           a.node_enabled == b.node_enabled && la.chassis_id_subtype == lb.chassis_id_subtype &&
+           la.chassis_id == lb.chassis_id && la.sys_name == lb.sys_name && la.sys_desc == lb.sys_desc &&
+           la.supported_caps == lb.supported_caps && la.enabled_caps == lb.enabled_caps &&
+           same(a.local_man_addrs, b.local_man_addrs) && same(a.ports, b.ports);
+}
+
+std::string default_ctl_socket() {
+    const char* t = lldpctl_get_default_transport();
+    return t ? t : "/run/lldpd.socket";
+}
+
+// ---- The source ----
+
+namespace {
+
+// A reference to an atom, released on every path.
+class atom_ref {
+public:
+    explicit atom_ref(lldpctl_atom_t* a = nullptr) : a_(a) {}
+    atom_ref(const atom_ref&) = delete;
+    atom_ref& operator=(const atom_ref&) = delete;
+    ~atom_ref() {
+        if (a_) lldpctl_atom_dec_ref(a_);
+    }
+    lldpctl_atom_t* get() const { return a_; }
+    explicit operator bool() const { return a_ != nullptr; }
+
+private:
+    lldpctl_atom_t* a_;
+};
+
+// Calls f(value) for each element of a list atom (none for a null list).
+template <class F>
+void for_each(lldpctl_atom_t* list, F f) {
+    if (!list) return;
+    for (lldpctl_atom_iter_t* it = lldpctl_atom_iter(list); it; it = lldpctl_atom_iter_next(list, it)) {
+        atom_ref v(lldpctl_atom_iter_value(list, it));
+        if (!v) break;
+        f(v.get());
+    }
+}
+
+std::string get_text(lldpctl_atom_t* a, lldpctl_key_t key) {
+    const char* s = lldpctl_atom_get_str(a, key);
+    return s ? s : "";
+}
+
+std::vector<uint8_t> get_bytes(lldpctl_atom_t* a, lldpctl_key_t key) {
+    size_t n = 0;
+    const uint8_t* b = lldpctl_atom_get_buffer(a, key, &n);
+    if (!b) return {};
+    return std::vector<uint8_t>(b, b + n);
+}
+
+uint8_t get_subtype(lldpctl_atom_t* a, lldpctl_key_t key, uint8_t fallback) {
+    long v = lldpctl_atom_get_int(a, key);
+    return v >= 0 && v <= 255 ? static_cast<uint8_t>(v) : fallback;
+}
+
+std::vector<address> management_addresses(lldpctl_atom_t* chassis) {
+    std::vector<address> out;
+    atom_ref list(lldpctl_atom_get(chassis, lldpctl_k_chassis_mgmt));
+    for_each(list.get(), [&](lldpctl_atom_t* m) {
+        address a;
+        if (parse_management_address(lldpctl_atom_get_str(m, lldpctl_k_mgmt_ip),
+                                     lldpctl_atom_get_int(m, lldpctl_k_mgmt_iface_index), &a))
+            out.push_back(a);
+    });
+    return out;
+}
+
+struct fetch_error {
+    std::string what;
+};
+
+class lldpd_source final : public topology_source {
+public:
+    explicit lldpd_source(options o) : opts_(std::move(o)) {
+        if (opts_.ctl_socket.empty()) opts_.ctl_socket = default_ctl_socket();
+    }
+    ~lldpd_source() override { disconnect(); }
+
+    std::shared_ptr<const topology> current(std::string* error) override {
+        std::lock_guard lock(mutex_);
+        auto now = std::chrono::steady_clock::now();
+        if (cached_ && now - fetched_at_ < opts_.max_age) return cached_;
+        std::shared_ptr<topology> fresh;
+        try {
+            fresh = fetch();
+        } catch (const fetch_error& e) {
+            disconnect();
+            cached_.reset();
+            if (error) *error = "lldpd at " + opts_.ctl_socket + ": " + e.what;
+            return nullptr;
+        }
+        fetched_at_ = now;
+        if (!cached_ || !same_topology(*cached_, *fresh)) cached_ = std::move(fresh);
+        return cached_;
+    }
+
+private:
+    // ---- Connection ----
+
+    void connect_daemon() {
+        if (conn_ && peer_closed()) disconnect();  // lldpd restarted since the last fetch
+        if (conn_) return;
+        sockaddr_un sa{};
+        sa.sun_family = AF_UNIX;
+        if (opts_.ctl_socket.size() >= sizeof sa.sun_path) throw fetch_error{"socket path too long"};
+        std::memcpy(sa.sun_path, opts_.ctl_socket.c_str(), opts_.ctl_socket.size() + 1);
+        int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (fd < 0) throw fetch_error{std::string("socket: ") + std::strerror(errno)};
+        if (connect(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa) != 0) {
+            int e = errno;
+            close(fd);
+            throw fetch_error{std::string("cannot connect: ") + std::strerror(e)};
+        }
+        fd_ = fd;
+        conn_ = lldpctl_new_name(opts_.ctl_socket.c_str(), send_cb, recv_cb, this);
+        if (!conn_) {
+            disconnect();
+            throw fetch_error{"out of memory"};
+        }
+    }
+
+    void disconnect() {
+        if (conn_) lldpctl_release(conn_);
+        conn_ = nullptr;
+        if (fd_ >= 0) close(fd_);
+        fd_ = -1;
+    }
+
+    // Between requests the daemon sends nothing: anything readable on the
+    // socket is its end of file.
+    bool peer_closed() const {
+        pollfd p{fd_, POLLIN, 0};
+        return poll(&p, 1, 0) != 0;
+    }
+
+    bool wait_for(short events) {
+        pollfd p{fd_, events, 0};
+        for (;;) {
+            int r = poll(&p, 1, static_cast<int>(opts_.io_timeout.count()));
+            if (r > 0) return true;
+            if (r == 0) {
+                io_error_ = "no answer";
+                return false;
+            }
+            if (errno != EINTR) {
+                io_error_ = std::strerror(errno);
+                return false;
+            }
+        }
+    }
+
+    static ssize_t send_cb(lldpctl_conn_t*, const uint8_t* data, size_t length, void* self) {
+        auto* s = static_cast<lldpd_source*>(self);
+        size_t done = 0;
+        while (done < length) {
+            if (!s->wait_for(POLLOUT)) return LLDPCTL_ERR_CALLBACK_FAILURE;
+            ssize_t n = send(s->fd_, data + done, length - done, MSG_NOSIGNAL);
+            if (n < 0) {
+                if (errno == EINTR || errno == EAGAIN) continue;
+                s->io_error_ = std::strerror(errno);
+                return LLDPCTL_ERR_CALLBACK_FAILURE;
+            }
+            done += static_cast<size_t>(n);
+        }
+        return static_cast<ssize_t>(length);
+    }
+
+    static ssize_t recv_cb(lldpctl_conn_t*, const uint8_t* data, size_t length, void* self) {
+        auto* s = static_cast<lldpd_source*>(self);
+        for (;;) {
+            if (!s->wait_for(POLLIN)) return LLDPCTL_ERR_CALLBACK_FAILURE;
+            ssize_t n = recv(s->fd_, const_cast<uint8_t*>(data), length, 0);
+            if (n > 0) return n;
+            if (n == 0) {
+                s->io_error_ = "daemon closed the connection";
+                return LLDPCTL_ERR_EOF;
+            }
+            if (errno == EINTR || errno == EAGAIN) continue;
+            s->io_error_ = std::strerror(errno);
+            return LLDPCTL_ERR_CALLBACK_FAILURE;
+        }
+    }
+
+    [[noreturn]] void fail(const char* what) {
+        std::string msg = std::string(what) + ": " + (conn_ ? lldpctl_last_strerror(conn_) : "no connection");
+        if (!io_error_.empty()) msg += " (" + io_error_ + ")";
+        throw fetch_error{msg};
+    }
+
+    // ---- Reading the daemon ----
+
+    std::shared_ptr<topology> fetch() {
+        io_error_.clear();
+        connect_daemon();
+        auto t = std::make_shared<topology>();
+        t->lldp_enabled = true;  // the daemon answers
+        t->node_enabled = true;
+
+        atom_ref chassis(lldpctl_get_local_chassis(conn_));
+        if (!chassis) fail("local chassis");
+        read_local(chassis.get(), *t);
+
+        atom_ref interfaces(lldpctl_get_interfaces(conn_));
+        if (!interfaces) fail("interfaces");
+        std::vector<remote_index_map::seen> seen;
+        for_each(interfaces.get(), [&](lldpctl_atom_t* iface) {
+            atom_ref p(lldpctl_get_port(iface));
+            if (!p) {
+                // The interface went away since the list was made.
+                if (lldpctl_last_error(conn_) == LLDPCTL_ERR_NOT_EXIST) return;
+                fail("port");
+            }
+            read_port(p.get(), *t, seen);
+        });
+
+        std::vector<uint32_t> idx = indexes_.assign(seen);
+        size_t i = 0;
+        for (port& p : t->ports)
+            for (neighbor& n : p.neighbors) n.rem_index = idx[i++];
+        return t;
+    }
+
+    static void read_local(lldpctl_atom_t* c, topology& t) {
+        local_system& l = t.local;
+        l.chassis_id_subtype = get_subtype(c, lldpctl_k_chassis_id_subtype, LLDP_CHASSISID_SUBTYPE_LLADDR);
+        auto id = get_bytes(c, lldpctl_k_chassis_id);
+        l.chassis_id = id_text(l.chassis_id_subtype, LLDP_CHASSISID_SUBTYPE_LLADDR, id.data(), id.size());
+        l.sys_name = get_text(c, lldpctl_k_chassis_name);
+        l.sys_desc = get_text(c, lldpctl_k_chassis_descr);
+        l.supported_caps = map_capabilities(lldpctl_atom_get_int(c, lldpctl_k_chassis_cap_available));
+        l.enabled_caps = map_capabilities(lldpctl_atom_get_int(c, lldpctl_k_chassis_cap_enabled));
+        for (const address& a : management_addresses(c)) t.local_man_addrs.push_back({{a}});
+    }
+
+    void read_port(lldpctl_atom_t* p, topology& t, std::vector<remote_index_map::seen>& seen) {
+        long ifindex = lldpctl_atom_get_int(p, lldpctl_k_port_index);
+        if (ifindex <= 0 || ifindex > 2147483647L) return;
+        port lp;
+        lp.port_num = static_cast<uint32_t>(ifindex);
+        lp.ifhandle = lp.port_num;
+        lp.port_id_subtype = get_subtype(p, lldpctl_k_port_id_subtype, LLDP_PORTID_SUBTYPE_IFNAME);
+        auto id = get_bytes(p, lldpctl_k_port_id);
+        lp.port_id = id_text(lp.port_id_subtype, LLDP_PORTID_SUBTYPE_LLADDR, id.data(), id.size());
+        lp.port_desc = get_text(p, lldpctl_k_port_descr);
+
+        atom_ref neighbours(lldpctl_atom_get(p, lldpctl_k_port_neighbors));
+        for_each(neighbours.get(), [&](lldpctl_atom_t* n) {
+            // Other discovery protocols (CDP, EDP, ...) are not LLDP neighbours.
+            if (lldpctl_atom_get_int(n, lldpctl_k_port_protocol) != LLDPD_MODE_LLDP) return;
+            atom_ref chassis(lldpctl_atom_get(n, lldpctl_k_port_chassis));
+            if (!chassis) return;
+            lp.neighbors.push_back(read_neighbour(n, chassis.get()));
+            const neighbor& r = lp.neighbors.back();
+            std::string identity;
+            identity += char(r.chassis_id_subtype);
+            identity.append(r.chassis_id.begin(), r.chassis_id.end());
+            identity += char(r.port_id_subtype);
+            identity.append(r.port_id.begin(), r.port_id.end());
+            seen.push_back({lp.port_num, lldpctl_atom_get_int(chassis.get(), lldpctl_k_chassis_index),
+                            std::move(identity)});
+        });
+        t.ports.push_back(std::move(lp));
+    }
+
+    neighbor read_neighbour(lldpctl_atom_t* n, lldpctl_atom_t* c) const {
+        neighbor r;
+        if (opts_.time_marks) r.time_mark = time_mark(lldpctl_atom_get_int(n, lldpctl_k_port_age), library_start);
+        r.chassis_id_subtype = get_subtype(c, lldpctl_k_chassis_id_subtype, 0);
+        r.chassis_id = get_bytes(c, lldpctl_k_chassis_id);
+        r.port_id_subtype = get_subtype(n, lldpctl_k_port_id_subtype, 0);
+        r.port_id = get_bytes(n, lldpctl_k_port_id);
+        r.port_desc = get_text(n, lldpctl_k_port_descr);
+        r.sys_name = get_text(c, lldpctl_k_chassis_name);
+        r.sys_desc = get_text(c, lldpctl_k_chassis_descr);
+        r.supported_caps = map_capabilities(lldpctl_atom_get_int(c, lldpctl_k_chassis_cap_available));
+        r.enabled_caps = map_capabilities(lldpctl_atom_get_int(c, lldpctl_k_chassis_cap_enabled));
+        r.man_addrs = management_addresses(c);
+        atom_ref tlvs(lldpctl_atom_get(n, lldpctl_k_custom_tlvs));
+        for_each(tlvs.get(), [&](lldpctl_atom_t* tlv) {
+            auto oui = get_bytes(tlv, lldpctl_k_custom_tlv_oui);
+            if (oui.size() < 3) return;
+            org_def_tlv o;
+            o.oui = oui_number(oui.data(), oui.size());
+            o.subtype = get_subtype(tlv, lldpctl_k_custom_tlv_oui_subtype, 0);
+            o.info = get_bytes(tlv, lldpctl_k_custom_tlv_oui_info_string);
+            r.org_def_tlvs.push_back(std::move(o));
+        });
+        number_org_def_tlvs(r.org_def_tlvs);
+        return r;
+    }
+
+    options opts_;
+    std::mutex mutex_;
+    int fd_ = -1;
+    lldpctl_conn_t* conn_ = nullptr;
+    std::string io_error_;
+    std::shared_ptr<const topology> cached_;
+    std::chrono::steady_clock::time_point fetched_at_;
+    remote_index_map indexes_;
+};
+
+}  // namespace
+
+std::shared_ptr<topology_source> make_source(options opts) {
+    return std::make_shared<lldpd_source>(std::move(opts));
+}
+
+}  // namespace lldp_lldpd
+
+extern "C" int lldp_client_use_lldpd(const char* ctl_socket, int time_marks, char* err, size_t err_size) {
+    auto say = [&](const std::string& m) {
+        if (!err || !err_size) return;
+        size_t n = std::min(m.size(), err_size - 1);
+        std::memcpy(err, m.data(), n);
+        err[n] = 0;
+    };
+    if (time_marks != 0 && time_marks != 1) {
+        say("time marks must be 0 or 1");
+        return EINVAL;
+    }
+    lldp_lldpd::options o;
+    o.ctl_socket = ctl_socket && *ctl_socket ? ctl_socket : lldp_lldpd::default_ctl_socket();
+    o.time_marks = time_marks == 1;
+    if (o.ctl_socket.size() >= sizeof(sockaddr_un::sun_path)) {
+        say(o.ctl_socket + ": control socket path too long");
+        return ENAMETOOLONG;
+    }
+    // An unreachable daemon is not an error here: the agent serves nothing
+    // until lldpd answers.
+    lldp_client_use_source(lldp_lldpd::make_source(std::move(o)));
+    say("");
+    return 0;
+}

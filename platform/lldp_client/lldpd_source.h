@@ -1,0 +1,89 @@
+// The live backend: a topology_source that reads a running lldpd through
+// liblldpctl.  Selected with lldp_client_use_lldpd() (lldp_client.h).
+//
+// What lldpd does not give is derived here: remote indexes (lldpd numbers
+// chassis, not neighbours), time marks, organisationally defined TLV indexes.
+// Unknown TLVs (reserved types) are not exposed by lldpd at all, so every
+// neighbour's unknown-TLV list is empty.
+#pragma once
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "topology.h"
+
+namespace lldp_lldpd {
+
+struct options {
+    std::string ctl_socket;     // empty: lldpd's default control socket
+    bool time_marks = false;    // false: every time mark is 0
+    std::chrono::milliseconds max_age{1000};     // a fetched topology is served this long
+    std::chrono::milliseconds io_timeout{3000};  // a silent daemon fails the request
+};
+
+// A source that fetches from lldpd at most once per max_age.  Thread-safe.
+// Errors (daemon unreachable, restarted, answering garbage) make current()
+// return null with the reason; the connection is then dropped and the next
+// call reconnects.
+std::shared_ptr<lldp_model::topology_source> make_source(options opts);
+
+// The control socket lldpd listens on when none is given.
+std::string default_ctl_socket();
+
+// ---- Mapping, kept apart from the I/O so that it can be tested ----
+
+// lldpd's capability mask (LLDP_CAP_*) as the client records want it.
+uint16_t map_capabilities(long lldpd_caps);
+
+// A management address as lldpd gives it (text) with its interface index.
+// False for anything that is not an IPv4 or IPv6 address.
+bool parse_management_address(const char* text, long if_index, lldp_model::address* out);
+
+// "xxxx.xxxx.xxxx" of 6 octets.
+std::string mac_dotted(const uint8_t* mac);
+
+// An ID as text for the local records: a 6-octet MAC (subtype mac_subtype)
+// in dotted form, printable bytes as they are, anything else as hex octets
+// joined by ':'.
+std::string id_text(uint8_t subtype, uint8_t mac_subtype, const uint8_t* bytes, size_t len);
+
+// 3 OUI octets as the 24-bit number of the records (first octet high).
+uint32_t oui_number(const uint8_t* oui, size_t len);
+
+// Numbers a neighbour's TLVs 1, 2, ... within each (OUI, subtype), in the
+// order given.
+void number_org_def_tlvs(std::vector<lldp_model::org_def_tlv>& tlvs);
+
+// Hundredths of a second from start to changed (both seconds since the
+// epoch); 0 when changed is not after start, saturated at 2^32-1.
+uint32_t time_mark(int64_t changed, int64_t start);
+
+// Remote indexes.  lldpd's chassis index (lldpcli's "rid") is used where it
+// is unique on the port; a neighbour that shares it with an earlier one on the
+// same port gets a number of its own from 1000000000 up, kept for as long as
+// that neighbour stays.
+class remote_index_map {
+public:
+    struct seen {
+        uint32_t port = 0;
+        long chassis_index = 0;
+        std::string identity;  // chassis and port ID with subtypes
+    };
+    // One call per fetch with every neighbour in the daemon's order; returns
+    // their indexes in that order and forgets neighbours no longer seen.
+    std::vector<uint32_t> assign(const std::vector<seen>& neighbours);
+
+private:
+    std::map<std::pair<uint32_t, std::string>, uint32_t> own_;
+    uint32_t next_ = 1000000000u;
+};
+
+// Whether two topologies hold the same data (a refetch that finds nothing new
+// hands out the previous snapshot again).
+bool same_topology(const lldp_model::topology& a, const lldp_model::topology& b);
+
+}  // namespace lldp_lldpd
