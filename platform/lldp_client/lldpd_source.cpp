@@ -508,7 +508,7 @@ extern "C" int lldp_client_use_lldpd(const char* ctl_socket, int time_marks, cha
     o.ctl_socket = ctl_socket && *ctl_socket ? ctl_socket : lldp_lldpd::default_ctl_socket();
     o.time_marks = time_marks == 1;
     if (o.ctl_socket.size() >= sizeof(sockaddr_un::sun_path)) {
-        say(o.ctl_socket + ": control socket path too long");
+        say("control socket path too long: " + o.ctl_socket);
         return ENAMETOOLONG;
     }
     // An unreachable daemon is not an error here: the agent serves nothing
