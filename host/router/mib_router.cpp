@@ -3,6 +3,11 @@
 #include <algorithm>
 #include <charconv>
 
+#include "snmp_agent.h"
+
+static_assert(mib_router::kInteger == INTEGER_TYPE && mib_router::kOctets == OCTET_PRIM_TYPE &&
+              mib_router::kObjectId == OBJECT_ID_TYPE);
+
 namespace mib_router {
 
 int compare(const uint32_t* a, size_t alen, const uint32_t* b, size_t blen) {

@@ -12,9 +12,16 @@
 #include <string>
 #include <vector>
 
-#include "snmp_agent.h"
+// The agent library's records, by name only: the AgentX host includes
+// net-snmp, whose declarations clash with the agent library's header.
+struct ObjectInfo;
+struct VarBind;
 
 namespace mib_router {
+
+// Value kinds, the ASN.1 tags the module uses (the agent library's
+// INTEGER_TYPE, OCTET_PRIM_TYPE and OBJECT_ID_TYPE).
+enum ValueType : int { kInteger = 2, kOctets = 4, kObjectId = 6 };
 
 using Oid = std::vector<uint32_t>;
 
@@ -24,7 +31,7 @@ constexpr size_t kMaxOidLen = 128;
 // A binding copied out of the module's VarBind.
 struct Binding {
     Oid name;
-    int type = 0;  // INTEGER_TYPE, OCTET_PRIM_TYPE or OBJECT_ID_TYPE
+    int type = 0;  // a ValueType
     int32_t integer = 0;
     std::vector<uint8_t> octets;
     Oid oid;

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "mib_router.h"
+#include "snmp_agent.h"
 
 using mib_router::Binding;
 using mib_router::GetResult;

@@ -1,0 +1,283 @@
+// lldpmib-agentx: serves the LLDP-MIB module from a net-snmp AgentX subagent.
+// The master (snmpd) hands us every request under lldpMIB; each is routed to
+// the module's method routines through its object list.
+#include <net-snmp/net-snmp-config.h>
+#include <net-snmp/net-snmp-includes.h>
+#include <net-snmp/agent/net-snmp-agent-includes.h>
+
+#include <dlfcn.h>
+#include <signal.h>
+#include <stdint.h>
+#include <stdlib.h>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "backend.h"
+#include "kel_dt.h"
+#include "mib_router.h"
+#include "module_glue.h"
+
+namespace {
+
+const char* const kAppName = "lldpmib-agentx";
+const oid kLldpMib[] = {1, 0, 8802, 1, 1, 2};
+// Seconds between pings of the master: a restarted master serves us again
+// within about this long.
+const int kPingInterval = 2;
+
+const char* const kUsage =
+    "Usage: lldpmib-agentx [OPTIONS]\n"
+    "\n"
+    "AgentX subagent serving the LLDP-MIB (1.0.8802.1.1.2) from the lldpmib\n"
+    "module.  Needs a master agent with AgentX enabled (snmpd: \"master agentx\").\n"
+    "\n"
+    "Options:\n"
+    "  --topology FILE       serve the JSON topology FILE (default: the embedded\n"
+    "                        example topology)\n"
+    "  --lldpd [SOCKET]      read a running lldpd through its control socket\n"
+    "                        (also --lldpd=SOCKET; default: lldpd's own socket)\n"
+    "  --agentx-socket ADDR  the master's AgentX address (unix path, or\n"
+    "                        tcp:HOST:PORT; default: net-snmp's, /var/agentx/master)\n"
+    "  --debug FLAGS         module trace flags, as in LLDPMIB_DEBUG (\"all\",\n"
+    "                        \"lldp/trace,lldp/verbose\", ...); lines go to stderr\n"
+    "  -f, --foreground      stay in the foreground and log to stderr (otherwise\n"
+    "                        detach and log to syslog)\n"
+    "  -h, --help            this text\n"
+    "\n"
+    "SIGTERM or SIGINT stops the module and exits 0.  The master may start later\n"
+    "or restart: the subagent keeps reconnecting.\n";
+
+struct Options {
+    mib_router::BackendChoice backend;
+    std::string agentx_socket;
+    std::string debug;
+    bool debug_set = false;
+    bool foreground = false;
+};
+
+volatile sig_atomic_t stop_requested = 0;
+
+void on_stop_signal(int) { stop_requested = 1; }
+
+// The context the module is started with and its routines are handed.
+struct HostContext {
+    std::unique_ptr<mib_router::Router> router;
+} host;
+
+int usage_error(const std::string& message) {
+    std::fprintf(stderr, "%s: %s (try --help)\n", kAppName, message.c_str());
+    return 2;
+}
+
+// Returns -1 when options are fine, else the exit status.
+int parse_options(int argc, char** argv, Options* o) {
+    auto value = [&](int* i, const std::string& a, const char* name, std::string* out) -> bool {
+        std::string prefix = std::string(name) + "=";
+        if (a == name) {
+            if (*i + 1 >= argc) return false;
+            *out = argv[++*i];
+        } else {
+            *out = a.substr(prefix.size());
+        }
+        return !out->empty();
+    };
+    auto has = [](const std::string& a, const char* name) {
+        return a == name || a.rfind(std::string(name) + "=", 0) == 0;
+    };
+    for (int i = 1; i < argc; ++i) {
+        std::string a = argv[i];
+        std::string v;
+        if (a == "-h" || a == "--help") {
+            std::fputs(kUsage, stdout);
+            return 0;
+        } else if (a == "-f" || a == "--foreground") {
+            o->foreground = true;
+        } else if (has(a, "--topology")) {
+            if (!value(&i, a, "--topology", &v)) return usage_error("--topology needs a file");
+            o->backend.topology_file = v;
+        } else if (a == "--lldpd") {
+            o->backend.lldpd = true;
+            if (i + 1 < argc && argv[i + 1][0] != '-') o->backend.lldpd_socket = argv[++i];
+        } else if (a.rfind("--lldpd=", 0) == 0) {
+            o->backend.lldpd = true;
+            o->backend.lldpd_socket = a.substr(std::strlen("--lldpd="));
+        } else if (has(a, "--agentx-socket")) {
+            if (!value(&i, a, "--agentx-socket", &v))
+                return usage_error("--agentx-socket needs an address");
+            o->agentx_socket = v;
+        } else if (has(a, "--debug")) {
+            // An empty list is allowed: it turns every flag off.
+            if (a == "--debug" && i + 1 >= argc) return usage_error("--debug needs flags");
+            value(&i, a, "--debug", &o->debug);
+            o->debug_set = true;
+        } else if (!a.empty() && a[0] == '-') {
+            return usage_error("unknown option " + a);
+        } else {
+            return usage_error("unexpected argument " + a);
+        }
+    }
+    if (o->backend.lldpd && o->backend.topology_file)
+        return usage_error("--topology and --lldpd exclude each other");
+    return -1;
+}
+
+mib_router::Oid to_router_oid(const oid* name, size_t len, bool* ok) {
+    mib_router::Oid out;
+    out.reserve(len);
+    *ok = true;
+    for (size_t i = 0; i < len; ++i) {
+        if (name[i] > UINT32_MAX) *ok = false;
+        out.push_back(static_cast<uint32_t>(name[i]));
+    }
+    return out;
+}
+
+// Puts a module binding into the response varbind.
+bool set_value(netsnmp_variable_list* var, const mib_router::Binding& b) {
+    switch (b.type) {
+    case mib_router::kInteger: {
+        long v = b.integer;
+        return snmp_set_var_typed_value(var, ASN_INTEGER, &v, sizeof v) == 0;
+    }
+    case mib_router::kOctets: {
+        static const u_char empty = 0;
+        const u_char* p = b.octets.empty() ? &empty : b.octets.data();
+        return snmp_set_var_typed_value(var, ASN_OCTET_STR, p, b.octets.size()) == 0;
+    }
+    case mib_router::kObjectId: {
+        // An identifier value has at least two sub-identifiers on the wire.
+        std::vector<oid> v(b.oid.begin(), b.oid.end());
+        while (v.size() < 2) v.push_back(0);
+        return snmp_set_var_typed_value(var, ASN_OBJECT_ID, v.data(), v.size() * sizeof(oid)) == 0;
+    }
+    }
+    return false;
+}
+
+int lldpmib_handler(netsnmp_mib_handler*, netsnmp_handler_registration*,
+                    netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {
+    const mib_router::Router& router = *host.router;
+    for (netsnmp_request_info* req = requests; req; req = req->next) {
+        if (req->processed) continue;
+        netsnmp_variable_list* var = req->requestvb;
+        bool ok = true;
+        mib_router::Oid name = to_router_oid(var->name, var->name_length, &ok);
+        mib_router::Binding b;
+        switch (reqinfo->mode) {
+        case MODE_GET: {
+            mib_router::GetResult r =
+                ok ? router.get(name, &b, &host) : mib_router::GetResult::NoSuchObject;
+            if (r == mib_router::GetResult::Found && set_value(var, b))
+                break;
+            netsnmp_set_request_error(reqinfo, req,
+                                      r == mib_router::GetResult::NoSuchObject ? SNMP_NOSUCHOBJECT
+                                                                               : SNMP_NOSUCHINSTANCE);
+            break;
+        }
+        case MODE_GETNEXT: {
+            // Nothing after the name inside lldpMIB: the varbind stays as it
+            // was and the master moves on past our registration.
+            if (!ok || !router.next(name, &b, &host)) break;
+            std::vector<oid> out(b.name.begin(), b.name.end());
+            snmp_set_var_objid(var, out.data(), out.size());
+            if (!set_value(var, b)) netsnmp_set_request_error(reqinfo, req, SNMP_ERR_GENERR);
+            break;
+        }
+        default:
+            // The registration is read-only; SETs never get here.
+            netsnmp_set_request_error(reqinfo, req, SNMP_ERR_NOTWRITABLE);
+            break;
+        }
+    }
+    return SNMP_ERR_NOERROR;
+}
+
+// The agent library stand-in and net-snmp both export snmp_oid_compare, with
+// different arguments, and net-snmp calls its own through the dynamic linker.
+// The link order makes net-snmp's the one found; refuse to run if it is not.
+bool netsnmp_owns_its_names() {
+    Dl_info info{};
+    void* found = dlsym(RTLD_DEFAULT, "snmp_oid_compare");
+    if (found && dladdr(found, &info) && info.dli_fname && std::strstr(info.dli_fname, "libnetsnmp"))
+        return true;
+    std::fprintf(stderr, "%s: snmp_oid_compare resolves to %s, not net-snmp's (link order)\n",
+                 kAppName, info.dli_fname ? info.dli_fname : "nothing");
+    return false;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options opt;
+    if (int status = parse_options(argc, argv, &opt); status >= 0) return status;
+
+    std::string error;
+    if (!mib_router::use_backend(opt.backend, &error)) {
+        std::fprintf(stderr, "%s: %s\n", kAppName, error.c_str());
+        return 1;
+    }
+    if (opt.debug_set) kel_dt_configure(opt.debug.c_str());
+
+    // A subagent needs no MIB files and keeps no state of its own.
+    setenv("MIBS", "", 0);
+    netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DISABLE_PERSISTENT_LOAD, 1);
+    netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DISABLE_PERSISTENT_SAVE, 1);
+    if (opt.foreground)
+        snmp_enable_stderrlog();
+    else
+        snmp_enable_syslog_ident(kAppName, LOG_DAEMON);
+
+    netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_ROLE, 1);
+    if (!opt.agentx_socket.empty())
+        netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_X_SOCKET,
+                              opt.agentx_socket.c_str());
+    if (init_agent(kAppName) != 0) {
+        std::fprintf(stderr, "%s: cannot initialise the net-snmp agent library\n", kAppName);
+        return 1;
+    }
+    // init_agent resets it, so it is set here.
+    netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL,
+                       kPingInterval);
+
+    if (!opt.foreground && netsnmp_daemonize(1, 0) != 0) {
+        std::fprintf(stderr, "%s: cannot detach\n", kAppName);
+        return 1;
+    }
+
+    if (!netsnmp_owns_its_names()) return 1;
+
+    lldpmib_host::start_module(&host);
+    host.router = std::make_unique<mib_router::Router>(lldpmib_host::object_list(),
+                                                       lldpmib_host::object_count());
+
+    netsnmp_handler_registration* reg = netsnmp_create_handler_registration(
+        "lldpMIB", lldpmib_handler, kLldpMib, OID_LENGTH(kLldpMib), HANDLER_CAN_RONLY);
+    if (!reg || netsnmp_register_handler(reg) != MIB_REGISTERED_OK) {
+        std::fprintf(stderr, "%s: cannot register 1.0.8802.1.1.2\n", kAppName);
+        lldpmib_host::stop_module(&host);
+        return 1;
+    }
+
+    init_snmp(kAppName);
+
+    struct sigaction sa {};
+    sa.sa_handler = on_stop_signal;
+    sigemptyset(&sa.sa_mask);
+    sa.sa_flags = 0;  // no SA_RESTART: the wait for requests returns at once
+    sigaction(SIGTERM, &sa, nullptr);
+    sigaction(SIGINT, &sa, nullptr);
+    signal(SIGPIPE, SIG_IGN);
+
+    snmp_log(LOG_INFO, "%s: serving 1.0.8802.1.1.2 (%zu objects)\n", kAppName,
+             host.router->object_count());
+    while (!stop_requested) agent_check_and_process(1);
+
+    snmp_log(LOG_INFO, "%s: stopping\n", kAppName);
+    snmp_shutdown(kAppName);
+    host.router.reset();
+    lldpmib_host::stop_module(&host);
+    return 0;
+}

@@ -1,0 +1,19 @@
+// What the walker and the host share besides routing: choosing where the LLDP
+// client library reads from.
+#pragma once
+#include <optional>
+#include <string>
+
+namespace mib_router {
+
+struct BackendChoice {
+    std::optional<std::string> topology_file;  // in-memory daemon model from JSON
+    bool lldpd = false;                        // a running lldpd instead
+    std::string lldpd_socket;                  // empty: lldpd's default socket
+};
+
+// Applies the choice before the module starts; nothing chosen keeps the
+// embedded example topology.  On failure *error holds one line.
+bool use_backend(const BackendChoice& choice, std::string* error);
+
+}  // namespace mib_router
