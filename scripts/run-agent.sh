@@ -57,14 +57,16 @@ elif ! port_free "$port"; then
 fi
 
 dir=$(mktemp -d /tmp/lldpmib-agent.XXXXXX)
-export SNMP_PERSISTENT_DIR=$dir MIBS=
-cat >"$dir/snmpd.conf" <<CONF
+# State apart from the config: snmpd saves its state as snmpd.conf there.
+mkdir "$dir/state"
+export SNMP_PERSISTENT_DIR=$dir/state MIBS=
+cat >"$dir/master.conf" <<CONF
 agentAddress udp:127.0.0.1:$port
 rocommunity public 127.0.0.1
 master agentx
 agentXSocket unix:$dir/agentx.sock
 dontLogTCPWrappersConnects yes
-[snmp] persistentDir $dir
+[snmp] persistentDir $dir/state
 [snmp] mibs :
 CONF
 
@@ -90,7 +92,7 @@ trap stop_all EXIT
 
 # Own sessions, so the terminal's Ctrl-C reaches only this script, which then
 # stops the two in order.
-setsid snmpd -f -I -smux -C -c "$dir/snmpd.conf" -Lf "$dir/snmpd.log" -p "$dir/snmpd.pid" &
+setsid snmpd -f -I -smux -C -c "$dir/master.conf" -Lf "$dir/snmpd.log" -p "$dir/snmpd.pid" &
 snmpd_pid=$!
 for _ in $(seq 100); do
   [ -S "$dir/agentx.sock" ] && break
