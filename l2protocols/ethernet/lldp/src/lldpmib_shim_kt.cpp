@@ -7,6 +7,11 @@
 
 #include "lldpmib.h"
 
+// The platform's assertion stop, declared by <assert.h> only without NDEBUG;
+// the lock needs it in every build.
+extern "C" void __assert_fail(const char* assertion, const char* file, unsigned int line,
+                              const char* function) noexcept __attribute__((__noreturn__));
+
 extern "C" {
 
 // ======================= Module state =======================
