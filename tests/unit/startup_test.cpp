@@ -243,7 +243,8 @@ class EnablementTest : public ModuleTest, public ::testing::WithParamInterface<E
 
 TEST_P(EnablementTest, AsksTheClientAndReportsDisabled) {
     const Enablement& e = GetParam();
-    lldpmib_test::use_topology(std::string("{\"lldp\": ") + e.lldp + "}");
+    lldpmib_test::use_topology(std::string("{\"lldp\": ") + e.lldp +
+                               ", \"local\": {\"chassis_id_subtype\": 7, \"chassis_id\": \"r\"}}");
     start();
     take_lines();
     if (e.fail) platform_fault_fail_nth(e.fail, 1, PLATFORM_ERR_UNREACHABLE);
