@@ -90,12 +90,6 @@ TEST_F(FaultTest, ResetDisarmsEverythingAndZeroesCounters) {
     EXPECT_EQ(6, call("reset_a"));
 }
 
-TEST_F(FaultTest, ZeroNthOrZeroStatusArmsNothing) {
-    platform_fault_fail_nth("zero_op", 0, 5);
-    platform_fault_fail_nth("zero_op", 1, 0);
-    EXPECT_EQ((std::vector<int>{0, 0}), run("zero_op", 2));
-}
-
 TEST_F(FaultTest, MacroKeepsOnePointPerSiteAndSitesShareTheOpCounter) {
     auto site_a = [] { return PLATFORM_FAULT("macro_op"); };
     auto site_b = [] { return PLATFORM_FAULT("macro_op"); };

@@ -173,14 +173,6 @@ TEST_F(ListTest, RemoveOfAnAbsentElementFailsAndOnlyTheFirstDuplicateGoes) {
     EXPECT_TRUE(kel_list_is_empty(list_));
 }
 
-TEST_F(ListTest, NameIsKeptAsGiven) {
-    EXPECT_STREQ("test list", kel_list_get_name(list_));
-    kel_list_handle unnamed = nullptr;
-    ASSERT_EQ(0, kel_list_create(&unnamed, 0, nullptr, 2, 0));
-    EXPECT_STREQ("", kel_list_get_name(unnamed));
-    kel_list_destroy(&unnamed);
-}
-
 TEST(ListHandles, NullAndDestroyedHandlesAreAnsweredSafely) {
     uint32_t live = kel_list_live_count();
     kel_list_handle l = nullptr;
