@@ -39,6 +39,8 @@ const char* const kUsage =
     "                        example topology)\n"
     "  --lldpd [SOCKET]      read a running lldpd through its control socket\n"
     "                        (also --lldpd=SOCKET; default: lldpd's own socket)\n"
+    "  --lldpd-time-marks    with --lldpd: time marks from the neighbours' last\n"
+    "                        changes (default 0; a walk may then skip neighbours)\n"
     "  --agentx-socket ADDR  the master's AgentX address (unix path, or\n"
     "                        tcp:HOST:PORT; default: net-snmp's, /var/agentx/master)\n"
     "  --debug FLAGS         module trace flags, as in LLDPMIB_DEBUG (\"all\",\n"
@@ -104,6 +106,8 @@ int parse_options(int argc, char** argv, Options* o) {
         } else if (a.rfind("--lldpd=", 0) == 0) {
             o->backend.lldpd = true;
             o->backend.lldpd_socket = a.substr(std::strlen("--lldpd="));
+        } else if (a == "--lldpd-time-marks") {
+            o->backend.lldpd_time_marks = true;
         } else if (has(a, "--agentx-socket")) {
             if (!value(&i, a, "--agentx-socket", &v))
                 return usage_error("--agentx-socket needs an address");
@@ -121,6 +125,8 @@ int parse_options(int argc, char** argv, Options* o) {
     }
     if (o->backend.lldpd && o->backend.topology_file)
         return usage_error("--topology and --lldpd exclude each other");
+    if (o->backend.lldpd_time_marks && !o->backend.lldpd)
+        return usage_error("--lldpd-time-marks needs --lldpd");
     return -1;
 }
 

@@ -30,6 +30,8 @@ const char* const kUsage =
     "                      example topology)\n"
     "  --lldpd [SOCKET]    read a running lldpd through its control socket\n"
     "                      (also --lldpd=SOCKET; default: lldpd's own socket)\n"
+    "  --lldpd-time-marks  with --lldpd: time marks from the neighbours' last\n"
+    "                      changes (default 0; a walk may then skip neighbours)\n"
     "  --debug FLAGS       trace flags, as in LLDPMIB_DEBUG (\"all\",\n"
     "                      \"lldp/trace,lldp/verbose\", ...); lines go to stderr\n"
     "  -h, --help          this text\n"
@@ -85,6 +87,8 @@ int main(int argc, char** argv) {
         } else if (a.rfind("--lldpd=", 0) == 0) {
             backend.lldpd = true;
             backend.lldpd_socket = a.substr(std::strlen("--lldpd="));
+        } else if (a == "--lldpd-time-marks") {
+            backend.lldpd_time_marks = true;
         } else if (a == "--debug" || a.rfind("--debug=", 0) == 0) {
             if (a == "--debug") {
                 if (i + 1 >= argc) return usage_error("--debug needs flags");
@@ -103,6 +107,7 @@ int main(int argc, char** argv) {
     }
     if (backend.lldpd && backend.topology_file)
         return usage_error("--topology and --lldpd exclude each other");
+    if (backend.lldpd_time_marks && !backend.lldpd) return usage_error("--lldpd-time-marks needs --lldpd");
     if (command.empty()) command = "walk";
     if (command == "walk" && args.size() > 1) return usage_error("walk takes at most one OID");
     if (command != "walk" && args.empty()) return usage_error(command + " needs an OID");

@@ -10,6 +10,7 @@ struct BackendChoice {
     std::optional<std::string> topology_file;  // in-memory daemon model from JSON
     bool lldpd = false;                        // a running lldpd instead
     std::string lldpd_socket;                  // empty: lldpd's default socket
+    bool lldpd_time_marks = false;             // time marks from lldpd instead of 0
 };
 
 // Applies the choice before the module starts; nothing chosen keeps the
