@@ -75,6 +75,9 @@ class Lab:
         extra = ["nodad"] if ":" in addr else []
         run("ip", "addr", "add", addr, "dev", ifname, *extra, ns=ns)
 
+    def run_in(self, ns, *args):
+        return run(*args, ns=ns)
+
     def ifindex(self, ns, ifname):
         out = run("ip", "-j", "link", "show", ifname, ns=ns).stdout
         return json.loads(out)[0]["ifindex"]
@@ -125,6 +128,7 @@ class Lab:
                 _stop(p)
         self.procs.clear()
         for name in reversed(self.namespaces):
+            _empty_namespace(name)
             subprocess.run(["ip", "netns", "del", name], capture_output=True)
         self.namespaces.clear()
         shutil.rmtree(self.dir, ignore_errors=True)
@@ -137,6 +141,23 @@ def _stop(p):
     except subprocess.TimeoutExpired:
         p.kill()
         p.wait(timeout=5)
+
+
+def _empty_namespace(name, timeout=3):
+    """Waits for what is left in our namespace (lldpd's privilege-separated
+    child exits just after its parent) and kills whatever outlives the wait."""
+    def pids():
+        r = subprocess.run(["ip", "netns", "pids", name], capture_output=True, text=True)
+        return [int(p) for p in r.stdout.split()] if r.returncode == 0 else []
+
+    deadline = time.monotonic() + timeout
+    while pids() and time.monotonic() < deadline:
+        time.sleep(0.05)
+    for pid in pids():
+        try:
+            os.kill(pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
 
 
 def wait_for(predicate, timeout=20, interval=0.2):

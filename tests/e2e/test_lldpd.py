@@ -10,11 +10,12 @@ bravo sends two organisationally specific TLVs with the same OUI and subtype.
 import ipaddress
 import os
 import subprocess
+import threading
 import time
 
 import pytest
 
-from conftest import AGENTX, LLDP_MIB, WALKER, Agent, stop_process
+from conftest import AGENTX, LLDP_MIB, WALKER, Agent
 from lldpd_netns import Lab, namespaces_usable, wait_for
 from test_agentx import parse_snmp
 
@@ -396,3 +397,53 @@ def test_agentx_time_marks(scenario, router_agent):
     finally:
         s.lab.lldpcli(s.sock["charlie"], "configure", "system", "hostname", "charlie")
         wait_for(lambda: s.settled(set(NEIGHBOURS)), 15)
+
+
+def test_interfaces_and_neighbours_churning_during_walks(scenario, router_agent):
+    """Ports appear and vanish and neighbours come and go while managers walk:
+    every walk completes in order, the agent stays up, and once things calm
+    down the tables match lldpcli again."""
+    s = scenario
+    agent = router_agent()
+    stop = threading.Event()
+    errors = []
+
+    def churn():
+        try:
+            k = 0
+            while not stop.is_set():
+                # A veth pair inside the router: two LLDP ports that hear each other.
+                a, b = f"ch{k}a", f"ch{k}b"
+                s.lab.run_in(s.router, "ip", "link", "add", "name", a, "type", "veth", "peer", "name", b)
+                s.lab.run_in(s.router, "ip", "link", "set", a, "up")
+                s.lab.run_in(s.router, "ip", "link", "set", b, "up")
+                s.lab.run_in(s.router, "ip", "link", "set", "eth1", "down")
+                time.sleep(0.4)
+                s.lab.run_in(s.router, "ip", "link", "set", "eth1", "up")
+                s.lab.run_in(s.router, "ip", "link", "del", a)
+                time.sleep(0.3)
+                k += 1
+        except Exception as e:  # reported by the test, not lost in the thread
+            errors.append(e)
+
+    t = threading.Thread(target=churn)
+    t.start()
+    try:
+        deadline = time.monotonic() + 8
+        walks = 0
+        while time.monotonic() < deadline:
+            snmp_lines(agent)          # asserts the agent's answers keep increasing
+            s.walk()                   # a fresh process each time: fresh connections
+            walks += 1
+        assert walks >= 2
+    finally:
+        stop.set()
+        t.join()
+    assert not errors, errors
+    assert agent.subagent.poll() is None, agent.log("subagent.log")
+
+    def calm():
+        lines = snmp_lines(agent)
+        check_remote_tables(s, lines, s.wait_neighbours(set(NEIGHBOURS)))
+        check_local_groups(s, lines)
+    eventually(calm)
