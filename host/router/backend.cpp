@@ -1,6 +1,9 @@
 #include "backend.h"
 
+#include <cstdio>
+
 #include "lldp_client.h"
+#include "lldp_client_model.h"
 
 namespace mib_router {
 
@@ -14,6 +17,9 @@ bool use_backend(const BackendChoice& choice, std::string* error) {
             *error = err[0] ? err : "cannot use lldpd";
             return false;
         }
+        // Not fatal: nothing is served until lldpd answers.
+        std::string why;
+        if (!lldp_client_current_topology(&why)) std::fprintf(stderr, "warning: %s\n", why.c_str());
         return true;
     }
     if (choice.topology_file) {
