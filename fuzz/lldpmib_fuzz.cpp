@@ -127,13 +127,13 @@ bool has_prefix(const OID* name, const OID& prefix) {
 // answer that precedes it (the agent then moves on to the next object); hence
 // this check runs only with LLDPMIB_FUZZ_STRICT_ORDER=1.
 bool moves_on(const OID& object, const OID* asked, const OID* answer) {
-    if (snmp_oid_compare(answer, asked) > 0) return true;
+    if (CmpOID(answer, asked) > 0) return true;
     bool remote = object.length == 11 && object.oid_ptr[6] == 1 && object.oid_ptr[7] == 4;
     int32_t skip = object.length + 1;
     if (!remote || asked->length < skip || answer->length < skip) return false;
     OID a{asked->length - skip, asked->oid_ptr + skip};
     OID b{answer->length - skip, answer->oid_ptr + skip};
-    return snmp_oid_compare(&b, &a) > 0;
+    return CmpOID(&b, &a) > 0;
 }
 
 struct reader {

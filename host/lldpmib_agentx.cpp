@@ -5,7 +5,6 @@
 #include <net-snmp/net-snmp-includes.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
-#include <dlfcn.h>
 #include <signal.h>
 #include <stdint.h>
 #include <stdlib.h>
@@ -201,19 +200,6 @@ int lldpmib_handler(netsnmp_mib_handler*, netsnmp_handler_registration*,
     return SNMP_ERR_NOERROR;
 }
 
-// The agent library stand-in and net-snmp both export snmp_oid_compare, with
-// different arguments, and net-snmp calls its own through the dynamic linker.
-// The link order makes net-snmp's the one found; refuse to run if it is not.
-bool netsnmp_owns_its_names() {
-    Dl_info info{};
-    void* found = dlsym(RTLD_DEFAULT, "snmp_oid_compare");
-    if (found && dladdr(found, &info) && info.dli_fname && std::strstr(info.dli_fname, "libnetsnmp"))
-        return true;
-    std::fprintf(stderr, "%s: snmp_oid_compare resolves to %s, not net-snmp's (link order)\n",
-                 kAppName, info.dli_fname ? info.dli_fname : "nothing");
-    return false;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -253,7 +239,6 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    if (!netsnmp_owns_its_names()) return 1;
 
     lldpmib_host::start_module(&host);
     host.router = std::make_unique<mib_router::Router>(lldpmib_host::object_list(),

@@ -255,7 +255,7 @@ char* snmp_oid_to_text(const OID* oid, char* buf, size_t size) {
     return buf;
 }
 
-int snmp_oid_compare(const OID* a, const OID* b) {
+int CmpOID(const OID* a, const OID* b) {
     int32_t la = (a && a->oid_ptr) ? a->length : 0;
     int32_t lb = (b && b->oid_ptr) ? b->length : 0;
     if (la < 0) la = 0;

@@ -187,7 +187,7 @@ void snmp_set_evmh(void* evm);  // the handle snmp_import_evmh returns
 // Dotted text of an OID into buf (always terminated); returns buf.
 char* snmp_oid_to_text(const OID* oid, char* buf, size_t size);
 // Compares two OIDs in SNMP order: negative, zero or positive.
-int snmp_oid_compare(const OID* a, const OID* b);
+int CmpOID(const OID* a, const OID* b);
 
 #ifdef __cplusplus
 }

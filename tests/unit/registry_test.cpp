@@ -29,7 +29,7 @@ TEST(Registry, ObjectListIsInOidOrderUnderLldpMibWithConsistentColumns) {
         EXPECT_EQ(readOnly_test, o.test);
         EXPECT_TRUE(o.value_type == INTEGER_TYPE || o.value_type == OCTET_PRIM_TYPE ||
                     o.value_type == OBJECT_ID_TYPE);
-        if (i > 0) EXPECT_LT(snmp_oid_compare(&lldpmib_OidList[i - 1].oid, &o.oid), 0);
+        if (i > 0) EXPECT_LT(CmpOID(&lldpmib_OidList[i - 1].oid, &o.oid), 0);
     }
 }
 

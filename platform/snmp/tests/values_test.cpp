@@ -259,9 +259,9 @@ TEST(OidCompare, SnmpOrder) {
     for (auto& c : cases) {
         OID a = {static_cast<int32_t>(c.a.size()), c.a.data()};
         OID b = {static_cast<int32_t>(c.b.size()), c.b.data()};
-        int r = snmp_oid_compare(&a, &b);
+        int r = CmpOID(&a, &b);
         EXPECT_EQ((r > 0) - (r < 0), c.sign);
-        int back = snmp_oid_compare(&b, &a);
+        int back = CmpOID(&b, &a);
         EXPECT_EQ((back > 0) - (back < 0), -c.sign);
     }
 }
