@@ -238,8 +238,8 @@ TEST_P(AddrOrder, OrdersByTypeThenAddress) {
     lldp_addr_element a{}, b{};
     a.addr_type = o.type_a;
     b.addr_type = o.type_b;
-    memcpy(a.addr, o.a.data(), o.a.size());
-    memcpy(b.addr, o.b.data(), o.b.size());
+    if (!o.a.empty()) memcpy(a.addr, o.a.data(), o.a.size());
+    if (!o.b.empty()) memcpy(b.addr, o.b.data(), o.b.size());
     int r = lldpmib_compare_addr_entry(&a, &b);
     EXPECT_EQ(o.sign, (r > 0) - (r < 0));
 }
