@@ -42,6 +42,21 @@ void lldpmib_destroy_remote_entry_list(kel_list_handle list) {
         LLDPMIB_MIB("lldpmib_destroy_remote_entry_list", "kel_list_destroy failed");
 }
 
+neighbor_td* lldpmib_store_neighbor(void* list, const neighbor_td* rec, const char* fn, int* rc) {
+    neighbor_td* copy = lldp_client_copy_neighbor_td(rec);
+    if (copy == nullptr) {
+        *rc = 0;
+        return nullptr;
+    }
+    if (kel_list_insert((kel_list_handle)list, 0, copy, lldpmib_neighbor_list_compare) == nullptr) {
+        LLDPMIB_MIB(fn, "kel_list_enqueue failed");
+        lldp_client_free_neighbor_td(copy);
+        *rc = 2;
+        return nullptr;
+    }
+    return copy;
+}
+
 void lldpmib_free_neighbor_copy(void* copy) { lldp_client_free_neighbor_td((neighbor_td*)copy); }
 
 void lldpmib_remote_drain(kel_list_handle list) {
@@ -198,13 +213,9 @@ int lldpmib_tlv_callback(const lldpmib_tlv_ops* ops, void* record, void* list,
     (*v->neigh_count)++;
     if (rec->mib == nullptr || ops->head(rec) == nullptr) return 0;
     if (!kel_list_is_valid((kel_list_handle)list)) return lldpmib_tlv_callback_end(ops, v);
-    neighbor_td* copy = lldp_client_copy_neighbor_td(rec);
-    if (copy == nullptr) return 0;
-    if (kel_list_insert((kel_list_handle)list, 0, copy, lldpmib_neighbor_list_compare) == nullptr) {
-        LLDPMIB_MIB(fn, "kel_list_enqueue failed");
-        lldp_client_free_neighbor_td(copy);
-        return 2;
-    }
+    int rc = 0;
+    neighbor_td* copy = lldpmib_store_neighbor(list, rec, fn, &rc);
+    if (copy == nullptr) return rc;
     if (copy->detail == nullptr || copy->mib == nullptr) {
         LLDPMIB_VERBOSE(fn, "NO detail or mib, so skip it.");
         return lldpmib_tlv_callback_end(ops, v);

@@ -61,6 +61,12 @@ typedef struct lldpmib_remote_table {
 // Non-zero when the row was filled.
 int lldpmib_remote_shim_run(const lldpmib_remote_table* t, lldpmib_remote_request* rq);
 
+// Stores a deep copy of a neighbour record in a snapshot list, in key order.
+// Returns the copy, which the list now owns, or null with *rc set to the
+// callback's result: 0 when no copy could be made, 2 when the copy could not
+// be inserted (it is freed and "kel_list_enqueue failed" written with fn).
+neighbor_td* lldpmib_store_neighbor(void* list, const neighbor_td* rec, const char* fn, int* rc);
+
 // Frees a neighbour copy (the snapshot kinds' free operation).
 void lldpmib_free_neighbor_copy(void* copy);
 // Frees every copy of a list and keeps the list.

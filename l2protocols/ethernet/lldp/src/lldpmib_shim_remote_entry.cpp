@@ -241,13 +241,9 @@ int lldpmib_get_first_neighbor_td(void* record, void* list, void* context) {
         if (rec->mib != nullptr) ctx->port_num = rec->mib->port_num;
         return 0;
     }
-    neighbor_td* copy = lldp_client_copy_neighbor_td(rec);
-    if (copy == nullptr) return 0;
-    if (kel_list_insert((kel_list_handle)list, 0, copy, lldpmib_neighbor_list_compare) == nullptr) {
-        LLDPMIB_MIB(fn, "kel_list_enqueue failed");
-        lldp_client_free_neighbor_td(copy);
-        return 2;
-    }
+    int rc = 0;
+    neighbor_td* copy = lldpmib_store_neighbor(list, rec, fn, &rc);
+    if (copy == nullptr) return rc;
     LLDPMIB_VERBOSE(fn,
                     "result inputs: search_type:%d, rem_time_mark:%d,port_num:%d, rem_index:%d, "
                     "min_port_num:%d, min_rem_index:%d\n",

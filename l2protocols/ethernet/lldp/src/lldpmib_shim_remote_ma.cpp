@@ -257,13 +257,9 @@ int lldpmib_get_first_ma_neighbor_td(void* record, void* list, void* context) {
     }
     if (rec->detail == nullptr || rec->detail->man_addrs == nullptr) return 0;
     if (!kel_list_is_valid((kel_list_handle)list)) return 0;
-    neighbor_td* copy = lldp_client_copy_neighbor_td(rec);
-    if (copy == nullptr) return 0;
-    if (kel_list_insert((kel_list_handle)list, 0, copy, lldpmib_neighbor_list_compare) == nullptr) {
-        LLDPMIB_MIB(fn, "kel_list_enqueue failed");
-        lldp_client_free_neighbor_td(copy);
-        return 2;
-    }
+    int rc = 0;
+    neighbor_td* copy = lldpmib_store_neighbor(list, rec, fn, &rc);
+    if (copy == nullptr) return rc;
     if (copy->detail == nullptr || copy->mib == nullptr) {
         LLDPMIB_VERBOSE(fn, "NO detail or mib, so skip it.");
         return 0;
