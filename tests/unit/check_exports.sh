@@ -19,7 +19,7 @@ for s in "${required[@]}"; do
 done
 ids=$(grep -c '^IDlldp' <<<"$exports" || true)
 [ "$ids" -eq 48 ] || { echo "identifier arrays exported: $ids, want 48"; fail=1; }
-for s in lldpmib_lock lldpmib_unlock lldpmib_find_remote_entry lldpmib_snapshot_usable \
+for s in lldpmib_lock lldpmib_unlock lldpmib_remote_shim_run lldpmib_snapshot_usable \
          lldpmib_compare_addr_entry lldpmib_neighbor_list_compare; do
   if grep -qx "$s" <<<"$exports"; then echo "internal routine exported: $s"; fail=1; fi
 done

@@ -254,21 +254,9 @@ typedef struct lldpRemEntry_t {
     uint8_t valid[2];
 } lldpRemEntry_t;
 
-typedef struct remote_entry_search_ctx {
-    neighbor_td* result;
-    uint32_t rem_time_mark;
-    uint32_t port_num;
-    uint32_t rem_index;
-    uint32_t min_port_num;
-    uint32_t min_rem_index;
-    uint32_t search_type;
-} remote_entry_search_ctx;
-
 lldpRemEntry_t* lldpmib_shim_remote_entry_get(int serialNum, void* contextInfo, int nominator,
                                               int searchType, uint32_t timeMark,
                                               int32_t localPortNum, int32_t remIndex);
-neighbor_td* lldpmib_find_remote_entry(int searchType, uint32_t timeMark, int32_t localPortNum,
-                                       int32_t remIndex, kel_list_handle list);
 int lldpmib_get_first_neighbor_td(void* record, void* list, void* context);
 void lldpmib_free_remote_entry_row(void);
 
@@ -286,29 +274,12 @@ typedef struct lldpRemManAddrEntry_t {
     uint8_t valid[1];
 } lldpRemManAddrEntry_t;
 
-typedef struct ma_search_ctx {
-    neighbor_td* result;
-    lldp_addr_element* result_addr;
-    uint32_t rem_time_mark;
-    uint32_t port_num;
-    uint32_t rem_index;
-    lldp_addr_element* key;
-    uint32_t addr_entries;
-    uint32_t search_type;
-} ma_search_ctx;
-
 lldpRemManAddrEntry_t* lldpmib_shim_remote_ma_entry_get(int serialNum, void* contextInfo,
                                                         int nominator, int searchType,
                                                         uint32_t timeMark, int32_t localPortNum,
                                                         int32_t remIndex, int32_t addrSubtype,
                                                         OctetString* addr);
-lldp_addr_element* lldpmib_find_remote_ma_entry(int searchType, uint32_t timeMark,
-                                                int32_t localPortNum, int32_t remIndex,
-                                                const lldp_addr_element* key, kel_list_handle list,
-                                                neighbor_td** result_out);
 int lldpmib_get_first_ma_neighbor_td(void* record, void* list, void* context);
-int lldpmib_compare_ma_key(uint32_t port_a, uint32_t index_a, const lldp_addr_element* a,
-                           uint32_t port_b, uint32_t index_b, const lldp_addr_element* b);
 void lldpmib_free_remote_ma_row(void);
 
 // ======================= Remote unknown TLV table =======================
@@ -321,28 +292,9 @@ typedef struct lldpRemUnknownTLVEntry_t {
     int32_t lldpRemIndex;
 } lldpRemUnknownTLVEntry_t;
 
-typedef struct unknown_tlv_search_ctx {
-    neighbor_td* best_neighbor;
-    unknown_tlv_element* unknown_entry;
-    uint32_t query_time_mark;
-    int32_t query_port_num;
-    int32_t query_rem_index;
-    int32_t query_tlv_type;
-    int32_t neigh_count;
-    int32_t tlv_count;
-    int32_t searchType;
-} unknown_tlv_search_ctx;
-
 lldpRemUnknownTLVEntry_t* lldpmib_shim_remote_unknown_tlv_entry_get(
     int serialNum, void* contextInfo, int nominator, int searchType, uint32_t timeMark,
     int32_t localPortNum, int32_t remIndex, int32_t tlvType);
-unknown_tlv_element* lldpmib_find_unknown_tlv(int searchType, uint32_t timeMark,
-                                              int32_t localPortNum, int32_t remIndex,
-                                              int32_t tlvType, kel_list_handle list,
-                                              neighbor_td** result);
-unknown_tlv_element* lldpmib_find_next_unknown_tlv(unknown_tlv_element* head, int32_t tlvType,
-                                                   int32_t* count);
-unknown_tlv_element* lldpmib_find_smallest_unknown_tlv(unknown_tlv_element* head, int32_t* count);
 int lldpmib_get_first_unknown_tlv_neighbor_td(void* record, void* list, void* context);
 void lldpmib_free_remote_unknown_tlv_row(void);
 
@@ -358,36 +310,9 @@ typedef struct lldpRemOrgDefInfoEntry_t {
     int32_t lldpRemIndex;
 } lldpRemOrgDefInfoEntry_t;
 
-typedef struct org_def_search_ctx {
-    neighbor_td* best_neighbor;
-    org_def_tlv_element* oui_entry;
-    uint32_t query_time_mark;
-    int32_t query_port_num;
-    int32_t query_rem_index;
-    uint32_t query_oui;
-    int32_t query_subtype;
-    int32_t query_index;
-    int32_t neigh_count;
-    int32_t tlv_count;
-    int32_t searchType;
-} org_def_search_ctx;
-
 lldpRemOrgDefInfoEntry_t* lldpmib_shim_remote_org_def_info_entry_get(
     int serialNum, void* contextInfo, int nominator, int searchType, uint32_t timeMark,
     int32_t localPortNum, int32_t remIndex, OctetString* oui, int32_t subtype, int32_t index);
-org_def_tlv_element* lldpmib_find_org_def_tlv(int searchType, uint32_t timeMark,
-                                              int32_t localPortNum, int32_t remIndex, uint32_t oui,
-                                              uint8_t subtype, int32_t index, kel_list_handle list,
-                                              neighbor_td** result);
-org_def_tlv_element* lldpmib_find_next_org_def_info(org_def_tlv_element* head, uint32_t oui,
-                                                    int32_t subtype, int32_t index,
-                                                    int32_t* count);
-org_def_tlv_element* lldpmib_find_smallest_org_def_info(org_def_tlv_element* head,
-                                                        int32_t* count);
-int lldpmib_cmp_org_def_info(const org_def_tlv_element* element, uint32_t oui, int32_t subtype,
-                             int32_t index);
-int lldpmib_cmp_org_def_info_node(const org_def_tlv_element* first,
-                                  const org_def_tlv_element* second);
 int lldpmib_get_first_oui_neighbor_td(void* record, void* list, void* context);
 void lldpmib_free_remote_org_def_info_row(void);
 uint32_t lldpmib_oui_to_uint(const OctetString* oui);

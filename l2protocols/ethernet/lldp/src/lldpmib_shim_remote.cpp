@@ -1,16 +1,182 @@
 // Neighbour records in the snapshots of the four neighbour tables: their order,
-// their release, and the request skeleton the four shims share.
+// their release, and the request engine the four shims share.
 #include "lldpmib_shim_remote.h"
 
 #include <string.h>
+
+namespace {
+
+// The last port number a port walk can report; LLDP_CLIENT_NO_PORT ends it.
+const uint32_t kLastPort = LLDP_CLIENT_NO_PORT - 1;
+const uint32_t kMaxIndex = 2147483647u;
+
+// ---- Known port ranges ----
+
+using port_ranges = std::map<uint32_t, uint32_t>;
+
+// The range holding port, or end.
+port_ranges::const_iterator range_of(const port_ranges& r, uint32_t port) {
+    auto it = r.upper_bound(port);
+    if (it == r.begin()) return r.end();
+    --it;
+    return it->second >= port ? it : r.end();
+}
+
+// Every port of [first, last] is known.
+bool ports_known(const port_ranges& r, uint32_t first, uint32_t last) {
+    auto it = range_of(r, first);
+    return it != r.end() && it->second >= last;
+}
+
+// The least port not below from that is not known; LLDP_CLIENT_NO_PORT when
+// every port from there on is known.
+uint32_t first_unknown_port(const port_ranges& r, uint32_t from) {
+    auto it = range_of(r, from);
+    if (it == r.end()) return from;
+    return it->second >= kLastPort ? LLDP_CLIENT_NO_PORT : it->second + 1;
+}
+
+void mark_known(port_ranges& r, uint32_t first, uint32_t last) {
+    auto it = r.upper_bound(first);
+    if (it != r.begin()) {
+        auto prev = std::prev(it);
+        if (prev->second != UINT32_MAX && prev->second + 1 >= first) {
+            first = prev->first;
+            if (prev->second > last) last = prev->second;
+            it = r.erase(prev);
+        }
+    }
+    while (it != r.end() && (last == UINT32_MAX || it->first <= last + 1)) {
+        if (it->second > last) last = it->second;
+        it = r.erase(it);
+    }
+    r.emplace(first, last);
+}
+
+// ---- The snapshot ----
+
+// Drops every copy, row and known port.
+void remote_drop(const lldpmib_remote_table* t) {
+    lldpmib_remote_snapshot* s = t->snapshot;
+    if (s->base.list != nullptr) t->kind->destroy_list(s->base.list);
+    s->base.list = nullptr;
+    s->rows.clear();
+    s->known_ports.clear();
+}
+
+// A port's iteration in progress: the copies its callback stored.
+struct remote_iteration {
+    std::vector<neighbor_td*> stored;
+};
+
+// Iterates one port into the snapshot.  A port whose iteration fails keeps
+// none of its copies.
+void remote_iterate_port(const lldpmib_remote_table* t, uint32_t port, uint32_t ifhandle) {
+    lldpmib_remote_snapshot* s = t->snapshot;
+    LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->lines->attempt, t->fn, (int)port);
+    remote_iteration it;
+    lldp_client_filter filter;
+    memset(&filter, 0, sizeof filter);
+    filter.kind = LLDP_FILTER_NEIGHBORS;
+    filter.ifhandle = ifhandle;
+    int rc = lldp_client_iter_ne(&filter, 1, 1, t->callback, s->base.list, 1, &it);
+    if (rc == 0) {
+        LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->lines->found, t->fn, (int)port);
+        for (neighbor_td* copy : it.stored) t->add_rows(s, copy);
+    } else {
+        LLDPMIB_EMIT(LLDP_ROW_ERROR, t->lines->failed, t->fn, (int)port);
+        for (neighbor_td* copy : it.stored) {
+            kel_list_remove(s->base.list, 0, copy);
+            lldp_client_free_neighbor_td(copy);
+        }
+    }
+}
+
+// Learns about the ports from port on: the client's walk names the next port
+// with data, the ports before it are known to have none, and that port is
+// iterated.  False when the port walk fails.
+bool remote_learn_from(const lldpmib_remote_table* t, uint32_t port) {
+    lldpmib_remote_snapshot* s = t->snapshot;
+    uint32_t next = 0;
+    uint32_t ifhandle = 0;
+    int rc = t->next_port(port, &next, &ifhandle);
+    if (t->port_walk_lines)
+        LLDPMIB_VERBOSE(t->fn, "original port num :%d next port num to query:%d\n", (int)port,
+                        (int)next);
+    if (rc != 0) {
+        LLDPMIB_ERROR(t->fn, "Error in getting next_port_num. if_index : %d", (int)port);
+        return false;
+    }
+    // A walk that ends, or goes backwards, leaves no port from here on.
+    if (next == LLDP_CLIENT_NO_PORT || next < port) {
+        if (t->port_walk_lines) LLDPMIB_VERBOSE(t->fn, "End of port num reached");
+        mark_known(s->known_ports, port, kLastPort);
+        return true;
+    }
+    LLDPMIB_VERBOSE(t->fn, "Next port num to query:%d\n", (int)next);
+    remote_iterate_port(t, next, ifhandle);
+    mark_known(s->known_ports, port, next);
+    return true;
+}
+
+// The row that answers rq, if the known ports prove it; *proven says whether
+// they do.  A NEXT answer needs every port between the asked one and the
+// answer's, and, when the answer's time mark is above the asked one, every
+// port at all.
+const std::pair<const lldpmib_row_key, lldpmib_row_ref>* remote_search(
+    const lldpmib_remote_table* t, const lldpmib_remote_request* rq, bool* proven) {
+    const lldpmib_remote_snapshot* s = t->snapshot;
+    const lldpmib_row_key& key = rq->key;
+    uint32_t port = key[1];
+    if (rq->search_type == EXACT) {
+        *proven = ports_known(s->known_ports, port, port);
+        auto it = s->rows.find(key);
+        return it != s->rows.end() ? &*it : nullptr;
+    }
+    auto it = s->rows.lower_bound(key);
+    bool all_known = first_unknown_port(s->known_ports, 0) == LLDP_CLIENT_NO_PORT;
+    if (it == s->rows.end()) {
+        *proven = all_known;
+        return nullptr;
+    }
+    *proven = all_known ||
+              (it->first[0] == key[0] && ports_known(s->known_ports, port, it->first[1]));
+    return &*it;
+}
+
+// The port to learn about next for rq: the first unknown one from the asked
+// port on, then from the first port.
+uint32_t remote_port_to_learn(const lldpmib_remote_table* t, const lldpmib_remote_request* rq) {
+    const port_ranges& known = t->snapshot->known_ports;
+    uint32_t port = rq->key[1];
+    if (rq->search_type == EXACT) return port;
+    uint32_t u = first_unknown_port(known, port);
+    return u != LLDP_CLIENT_NO_PORT ? u : first_unknown_port(known, 0);
+}
+
+// Writes the search's lines for the answer it found.
+void remote_trace_search(const lldpmib_remote_table* t, const lldpmib_remote_request* rq,
+                         const std::pair<const lldpmib_row_key, lldpmib_row_ref>* hit) {
+    LLDPMIB_TRACE(t->find_fn);
+    LLDPMIB_VERBOSE(t->find_fn, "searchType: %x, timeMark: %x, localPortNum: %x,remIndex: %x\n",
+                    (unsigned)rq->search_type, rq->time_mark, (unsigned)rq->port,
+                    (unsigned)rq->rem_index);
+    if (hit == nullptr) return;
+    if (rq->search_type == NEXT)
+        LLDPMIB_VERBOSE(t->find_fn, "ifIndex: %u, remIndex: %u\n", hit->first[1], hit->first[2]);
+    LLDPMIB_MIB(t->find_fn, "result found\n");
+}
+
+}  // namespace
 
 extern "C" {
 
 // ======================= Neighbour records =======================
 
 int lldpmib_compare_key(uint32_t port_a, uint32_t index_a, uint32_t port_b, uint32_t index_b) {
-    if (port_a != port_b) return (int32_t)(port_a - port_b);
-    return (int32_t)(index_a - index_b);
+    if (port_a != port_b) return port_a < port_b ? -1 : 1;
+    if (index_a != index_b) return index_a < index_b ? -1 : 1;
+    return 0;
 }
 
 int lldpmib_neighbor_list_compare(void* a, void* b) {
@@ -42,30 +208,35 @@ void lldpmib_destroy_remote_entry_list(kel_list_handle list) {
         LLDPMIB_MIB("lldpmib_destroy_remote_entry_list", "kel_list_destroy failed");
 }
 
-neighbor_td* lldpmib_store_neighbor(void* list, const neighbor_td* rec, const char* fn, int* rc) {
+int lldpmib_remote_store(const char* fn, bool (*keep)(const neighbor_td* record), void* record,
+                         void* list, void* context) {
+    LLDPMIB_TRACE(fn);
+    const neighbor_td* rec = (const neighbor_td*)record;
+    remote_iteration* it = (remote_iteration*)context;
+    if (rec == nullptr || it == nullptr || !kel_list_is_valid((kel_list_handle)list)) return 22;
+    // A port's marker record only names the port; it is never stored.
+    if (rec->port_marker != 0 || !keep(rec)) return 0;
     neighbor_td* copy = lldp_client_copy_neighbor_td(rec);
-    if (copy == nullptr) {
-        *rc = 0;
-        return nullptr;
-    }
+    if (copy == nullptr) return 0;
     if (kel_list_insert((kel_list_handle)list, 0, copy, lldpmib_neighbor_list_compare) == nullptr) {
         LLDPMIB_MIB(fn, "kel_list_enqueue failed");
         lldp_client_free_neighbor_td(copy);
-        *rc = 2;
-        return nullptr;
+        return 2;
     }
-    return copy;
+    if (copy->detail == nullptr || copy->mib == nullptr) {
+        LLDPMIB_VERBOSE(fn, "NO detail or mib, so skip it.");
+        return 0;
+    }
+    it->stored.push_back(copy);
+    return 0;
+}
+
+void lldpmib_remote_totals_line(const char* fn, const lldpmib_snapshot* s) {
+    LLDPMIB_VERBOSE(fn, "entry_count:%d, total_entries:%d\n", (int)s->entry_count,
+                    (int)s->total_entries);
 }
 
 void lldpmib_free_neighbor_copy(void* copy) { lldp_client_free_neighbor_td((neighbor_td*)copy); }
-
-void lldpmib_remote_drain(kel_list_handle list) {
-    if (list == nullptr || !kel_list_is_valid(list)) return;
-    while (!kel_list_is_empty(list)) {
-        neighbor_td* copy = (neighbor_td*)kel_list_dequeue(list);
-        if (copy != nullptr) lldp_client_free_neighbor_td(copy);
-    }
-}
 
 void lldpmib_chassis_text(const neighbor_td* n, char* out, size_t out_size) {
     size_t len = 0;
@@ -76,264 +247,60 @@ void lldpmib_chassis_text(const neighbor_td* n, char* out, size_t out_size) {
     out[len] = '\0';
 }
 
-// ======================= The shared request skeleton =======================
-
-// Fills the snapshot from the client, port by port, until a port yields the
-// answer or no port is left.  -1 when the list could not be created.
-static int lldpmib_remote_fetch(const lldpmib_remote_table* t, lldpmib_remote_request* rq,
-                                int usable, int* ports_exhausted) {
-    lldpmib_snapshot* s = t->snapshot;
-    const char* fn = t->fn;
-    int from = LLDPMIB_WALK_ASKED;
-    if (usable && rq->search_type == EXACT) {
-        // The copy asked for may have been served and freed: start over from
-        // the asked port so that a row that exists is always answered.
-        LLDPMIB_VERBOSE(fn, "Search exact cache not valid");
-        lldpmib_remote_drain(s->list);
-    } else if (usable) {
-        LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->already_line, fn);
-        from = LLDPMIB_WALK_AFTER;
-    } else {
-        LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->creating_line, fn);
-        if (lldpmib_snapshot_create(s, t->kind, fn) != 0) return -1;
-    }
-    t->walk_key(rq, from);
-    uint32_t port = (uint32_t)rq->port + (from == LLDPMIB_WALK_AFTER ? 1u : 0u);
-    for (;;) {
-        uint32_t next = 0;
-        uint32_t ifhandle = 0;
-        int rc = t->next_port(port, &next, &ifhandle);
-        if (t->port_walk_lines)
-            LLDPMIB_VERBOSE(fn, "original port num :%d next port num to query:%d\n", (int)port,
-                            (int)next);
-        if (rc != 0) {
-            LLDPMIB_ERROR(fn, "Error in getting next_port_num. if_index : %d", (int)port);
-            return 0;
-        }
-        if (next == LLDP_CLIENT_NO_PORT) {
-            if (t->port_walk_lines) LLDPMIB_VERBOSE(fn, "End of port num reached");
-            *ports_exhausted = 1;
-            break;
-        }
-        LLDPMIB_VERBOSE(fn, "Next port num to query:%d\n", (int)next);
-        void* context = t->prepare(rq, next, ifhandle);
-        lldp_client_filter filter;
-        memset(&filter, 0, sizeof filter);
-        filter.kind = LLDP_FILTER_NEIGHBORS;
-        filter.ifhandle = ifhandle;
-        rc = lldp_client_iter_ne(&filter, 1, 1, t->callback, s->list, 1, context);
-        if (t->iterated != nullptr) t->iterated(rq);
-        if (rc == 0 && t->selected(rq)) {
-            LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->found_line, fn, (int)next);
-            break;
-        }
-        LLDPMIB_EMIT(LLDP_ROW_ERROR, t->failed_line, fn, (int)next);
-        // A choice made before the iteration failed is never served.
-        rq->answer = nullptr;
-        rq->element = nullptr;
-        t->walk_key(rq, LLDPMIB_WALK_FAILED);
-        port = next + 1;
-    }
-    uint32_t size = kel_list_get_size(s->list);
-    if (size == 0) {
-        rq->answer = nullptr;
-        rq->element = nullptr;
-    } else if (t->total_is_list_size && rq->answer != nullptr) {
-        s->total_entries = size;
-    }
-    return 0;
-}
+// ======================= The request engine =======================
 
 int lldpmib_remote_shim_run(const lldpmib_remote_table* t, lldpmib_remote_request* rq) {
-    lldpmib_snapshot* s = t->snapshot;
+    lldpmib_remote_snapshot* s = t->snapshot;
     const char* fn = t->fn;
-    rq->answer = nullptr;
-    rq->element = nullptr;
-    int usable = lldpmib_snapshot_usable(s, t->kind, fn);
-    int ports_exhausted = 0;
-    int filled = 0;
+    if (!lldpmib_snapshot_usable(&s->base, t->kind, fn)) remote_drop(t);
+    const std::pair<const lldpmib_row_key, lldpmib_row_ref>* hit = nullptr;
+    bool filled = false;
     if (lldpmib_shim_is_lldp_enabled() == 0) {
         t->checking(rq);
-        if (!t->find(rq)) {
-            rq->answer = nullptr;
-            rq->element = nullptr;
-            if (lldpmib_remote_fetch(t, rq, usable, &ports_exhausted) < 0) return 0;
-        }
-        if (rq->answer != nullptr) {
-            if (t->fill(rq)) {
-                if (rq->nominator == t->last_nominator) s->entry_count++;
-                lldpmib_snapshot_touch(s);
-                filled = 1;
+        bool proven = false;
+        hit = remote_search(t, rq, &proven);
+        if (proven && hit != nullptr)
+            LLDPMIB_VERBOSE(fn, "Cached for timemark:%d, interface: %d,remindex:%d\n",
+                            (int)rq->time_mark, (int)hit->first[1], (int)hit->first[2]);
+        if (!proven) {
+            if (s->base.list == nullptr) {
+                LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->lines->creating, fn);
+                if (lldpmib_snapshot_create(&s->base, t->kind, fn) != 0) return 0;
             } else {
-                rq->answer = nullptr;
-                rq->element = nullptr;
+                LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->lines->already, fn);
+            }
+            while (!proven) {
+                hit = nullptr;
+                if (!remote_learn_from(t, remote_port_to_learn(t, rq))) break;
+                hit = remote_search(t, rq, &proven);
             }
         }
-    }
-    if (t->totals_with_neighbors)
-        LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->totals_line, fn, (int)s->neighbors, (int)s->entry_count,
-                     (int)s->total_entries);
-    else
-        LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->totals_line, fn, (int)s->entry_count,
-                     (int)s->total_entries);
-    bool walk_last_column = rq->search_type == NEXT && rq->nominator == t->last_nominator;
-    if (!filled) {
-        bool purge = s->total_entries == 0;
-        if (walk_last_column &&
-            (t->purge_walk_end || (t->purge_ports_exhausted && ports_exhausted)))
-            purge = true;
-        if (purge) lldpmib_snapshot_purge(s, t->kind, fn);
-        return 0;
-    }
-    if (rq->search_type == EXACT ||
-        (t->consume_walked && walk_last_column && t->last_element(rq)))
-        lldpmib_snapshot_consume(s, t->kind, fn, rq->answer, 0);
-    return 1;
-}
-
-// ======================= The two element tables =======================
-
-static int lldpmib_tlv_callback_end(const lldpmib_tlv_ops* ops, const lldpmib_tlv_view* v) {
-    if (ops->callback_tail_line)
-        LLDPMIB_VERBOSE(ops->callback_fn, "Number of neigh:%d, total entries:%d\n",
-                        (int)*v->neigh_count, (int)*v->tlv_count);
-    return 0;
-}
-
-int lldpmib_tlv_callback(const lldpmib_tlv_ops* ops, void* record, void* list,
-                         const lldpmib_tlv_view* v) {
-    const char* fn = ops->callback_fn;
-    LLDPMIB_TRACE(fn);
-    if (record == nullptr || v == nullptr) return 0;
-    const neighbor_td* rec = (const neighbor_td*)record;
-    if (rec->port_marker != 0) {
-        if (rec->mib != nullptr) *v->port = (int32_t)rec->mib->port_num;
-        return 0;
-    }
-    (*v->neigh_count)++;
-    if (rec->mib == nullptr || ops->head(rec) == nullptr) return 0;
-    if (!kel_list_is_valid((kel_list_handle)list)) return lldpmib_tlv_callback_end(ops, v);
-    int rc = 0;
-    neighbor_td* copy = lldpmib_store_neighbor(list, rec, fn, &rc);
-    if (copy == nullptr) return rc;
-    if (copy->detail == nullptr || copy->mib == nullptr) {
-        LLDPMIB_VERBOSE(fn, "NO detail or mib, so skip it.");
-        return lldpmib_tlv_callback_end(ops, v);
-    }
-    const lldp_neighbor_mib* mib = copy->mib;
-    if (mib->time_mark < *v->time_mark) {
-        LLDPMIB_VERBOSE(fn, "time mark does not qualify, so skip it.");
-        return lldpmib_tlv_callback_end(ops, v);
-    }
-    int cmp = lldpmib_compare_key(mib->port_num, mib->rem_index, (uint32_t)*v->port,
-                                  (uint32_t)*v->rem_index);
-    void* head = ops->head(copy);
-    if (*v->search_type == EXACT) {
-        if (cmp == 0) {
-            LLDPMIB_VERBOSE(fn, "result found, matching unknown TLV type");
-            void* e = ops->exact(head, v->key);
-            if (e != nullptr) {
-                LLDPMIB_VERBOSE(fn, "result found");
-                *v->best = copy;
-                *v->entry = e;
-                (*v->tlv_count)++;
-            }
-        }
-    } else if (*v->search_type == NEXT) {
-        LLDPMIB_VERBOSE(fn, "ifIndex: %u, remIndex: %u\n", mib->port_num, mib->rem_index);
-        if (ops->callback_key_line)
-            LLDPMIB_VERBOSE(fn,
-                            "curr_port_num:%d, curr_rem_index:%d,query_port_num:%d, "
-                            "query_rem_index:%d\n",
-                            (int)mib->port_num, (int)mib->rem_index, (int)*v->port,
-                            (int)*v->rem_index);
-        if (cmp == 0) {
-            LLDPMIB_VERBOSE(fn, "matching Unknown TLV");
-            void* e = ops->next(head, v->key, v->tlv_count);
-            if (e != nullptr) {
-                *v->best = copy;
-                *v->entry = e;
-            }
-        } else if (cmp > 0) {
-            void* e = ops->smallest(head, v->tlv_count);
-            neighbor_td* best = *v->best;
-            if (e != nullptr &&
-                (best == nullptr || best->mib == nullptr ||
-                 lldpmib_compare_key(mib->port_num, mib->rem_index, best->mib->port_num,
-                                     best->mib->rem_index) <= 0)) {
-                *v->best = copy;
-                *v->entry = e;
-            }
+        remote_trace_search(t, rq, hit);
+        if (hit != nullptr && t->fill(rq, &hit->second)) {
+            if (rq->nominator == t->last_nominator) s->base.entry_count++;
+            lldpmib_snapshot_touch(&s->base);
+            filled = true;
         }
     }
-    return lldpmib_tlv_callback_end(ops, v);
-}
-
-void* lldpmib_tlv_find(const lldpmib_tlv_ops* ops, int searchType, uint32_t timeMark,
-                       int32_t localPortNum, int32_t remIndex, const void* key,
-                       kel_list_handle list, neighbor_td** result) {
-    const char* fn = ops->find_fn;
-    if (result == nullptr) {
-        LLDPMIB_MIB(fn, "invalid result arg\n");
-        return nullptr;
+    s->base.total_entries = (uint32_t)s->rows.size();
+    s->base.neighbors = s->base.list != nullptr ? kel_list_get_size(s->base.list) : 0;
+    t->totals(fn, &s->base);
+    // A snapshot without a single copy is not worth keeping.
+    if (!filled && s->base.list != nullptr && kel_list_is_empty(s->base.list)) {
+        LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->kind->purging_line, fn);
+        remote_drop(t);
     }
-    neighbor_td* best = nullptr;
-    void* best_element = nullptr;
-    for (kel_list_node_t* node = kel_list_get_head(list); node != nullptr;
-         node = lldpmib_node_next(node)) {
-        neighbor_td* n = (neighbor_td*)lldpmib_node_data(node);
-        if (n == nullptr) {
-            if (ops->find_invalid_entry_is_mib)
-                LLDPMIB_MIB(fn, "invalid entry.");
-            else
-                LLDPMIB_VERBOSE(fn, "invalid entry.");
-            continue;
-        }
-        if (n->detail == nullptr || n->mib == nullptr) {
-            LLDPMIB_VERBOSE(fn, "NO detail or mib, so skip it.");
-            continue;
-        }
-        const lldp_neighbor_mib* mib = n->mib;
-        if (mib->time_mark < timeMark) {
-            LLDPMIB_VERBOSE(fn, "time mark does not qualify, so skip it.");
-            continue;
-        }
-        int cmp = lldpmib_compare_key(mib->port_num, mib->rem_index, (uint32_t)localPortNum,
-                                      (uint32_t)remIndex);
-        if (searchType == EXACT) {
-            if (cmp != 0) continue;
-            LLDPMIB_VERBOSE(fn, "result found, matching unknown TLV type");
-            void* e = ops->exact(ops->head(n), key);
-            if (e != nullptr) {
-                LLDPMIB_VERBOSE(fn, "result found");
-                *result = n;
-                return e;
-            }
-        } else if (searchType == NEXT) {
-            LLDPMIB_VERBOSE(fn, "ifIndex: %u, remIndex: %u\n", mib->port_num, mib->rem_index);
-            if (cmp == 0) {
-                LLDPMIB_EMIT(LLDP_ROW_VERBOSE, ops->find_matching_line, fn);
-                void* e = ops->next(ops->head(n), key, nullptr);
-                if (e != nullptr) {
-                    *result = n;
-                    return e;
-                }
-            } else if (cmp > 0) {
-                if (best != nullptr && lldpmib_compare_key(mib->port_num, mib->rem_index,
-                                                           best->mib->port_num,
-                                                           best->mib->rem_index) > 0)
-                    continue;
-                void* e = ops->smallest(ops->head(n), nullptr);
-                if (e != nullptr) {
-                    best = n;
-                    best_element = e;
-                }
-            }
-        }
-    }
-    if (ops->find_end_line != nullptr) ops->find_end_line(best, best_element);
-    *result = best;
-    return best_element;
+    return filled ? 1 : 0;
 }
 
 }  // extern "C"
+
+void lldpmib_remote_add_row(lldpmib_remote_snapshot* s, lldpmib_row_key key, neighbor_td* copy,
+                            const void* element) {
+    if (key[1] < 1 || key[1] > kMaxIndex || key[2] < 1 || key[2] > kMaxIndex) return;
+    s->rows.emplace(std::move(key), lldpmib_row_ref{copy, element});
+}
+
+lldpmib_row_key lldpmib_remote_key(uint32_t time_mark, uint32_t port, uint32_t rem_index) {
+    return lldpmib_row_key{time_mark, port, rem_index};
+}

@@ -1,113 +1,121 @@
-// The part of the four neighbour-table shims they have in common: the snapshot
-// validity, the port walk, the fill and the conclusion of a request.  Each
-// table describes what differs in an lldpmib_remote_table and supplies the
-// request-specific steps as hooks.
+// The engine the four neighbour-table shims share.
+//
+// A neighbour table's snapshot holds deep copies of neighbour records (owned
+// by a kel list, in (port, remote index) order), an ordered index of every row
+// those copies make, keyed by the row's own instance (time mark, local port,
+// remote index, then the table's element index), and the ranges of port
+// numbers it knows completely: ports it has iterated, and ports the client's
+// port walk passed over.  A request is answered from the index only when the
+// known ports prove the answer; otherwise the engine iterates the next unknown
+// port, each port at most once per snapshot.  So every answer is the one a
+// sorted table of all rows would give, whatever requests came before, and a
+// snapshot never holds more than one copy per neighbour.
+//
+// Adding a neighbour table:
+//  1. its objects and method routine in lldpmib_mib.cpp (object list, name
+//     table, exports map);
+//  2. its row record in lldpmib.h;
+//  3. a shim file with its lines, its hooks and an lldpmib_remote_table filled
+//     by name;
+//  4. its traits in the model-based test's table list.
 #pragma once
+#include <map>
+#include <vector>
+
 #include "lldpmib.h"
 
-extern "C" {
+// A row's instance: the sub-identifiers after the column's identifier.
+using lldpmib_row_key = std::vector<uint32_t>;
 
-// One request in progress: what was asked, and what the table has chosen.
-typedef struct lldpmib_remote_request {
+// One row of a neighbour table: the neighbour copy and, in tables with one
+// row per element, the element inside it.
+struct lldpmib_row_ref {
+    neighbor_td* neighbor;
+    const void* element;
+};
+
+struct lldpmib_remote_snapshot {
+    lldpmib_snapshot base;  // the copies, the time of the last fill, the counters
+    std::map<lldpmib_row_key, lldpmib_row_ref> rows;
+    // Port ranges [first, last] the snapshot knows completely; disjoint.
+    std::map<uint32_t, uint32_t> known_ports;
+};
+
+// One request in progress.
+struct lldpmib_remote_request {
+    int serial;
     int nominator;
     int search_type;
     uint32_t time_mark;
     int32_t port;
     int32_t rem_index;
-    neighbor_td* answer;  // the neighbour copy of the row (owned by the snapshot)
-    void* element;        // the row's element inside answer (tables with elements)
-    void* table;          // the table's own request data (search context, keys)
-} lldpmib_remote_request;
-
-// How the walk key is set before the first port of a walk.
-enum lldpmib_remote_walk_from {
-    LLDPMIB_WALK_ASKED = 0,  // the asked key, from the asked port
-    LLDPMIB_WALK_AFTER = 1,  // a NEXT miss in a present snapshot: past the asked port
-    LLDPMIB_WALK_FAILED = 2  // after a port that yielded nothing
+    lldpmib_row_key key;  // the instance asked for (EXACT) or its floor (NEXT)
+    const void* table;    // the table's own request data, for its hooks
 };
 
-typedef struct lldpmib_remote_table {
-    const char* fn;  // the shim's name, written in its lines
-    lldpmib_snapshot* snapshot;
+// Trace texts, kept word for word (odd spacing included) because operators'
+// scripts match them.  "%s" is the writing function's name.
+struct lldpmib_remote_lines {
+    const char* already;   // VERBOSE: more ports asked in a live snapshot
+    const char* creating;  // VERBOSE: before the snapshot list is made
+    const char* attempt;   // VERBOSE, "%d" = port: before a port's iteration
+    const char* found;     // VERBOSE, "%d" = port: a port iterated
+    const char* failed;    // ERROR, "%d" = port: a port's iteration failed
+};
+
+// A neighbour table.  Every hook is required.
+struct lldpmib_remote_table {
+    const char* fn;        // the shim's name, written in its lines
+    const char* find_fn;   // the name the index search writes its lines with
+    lldpmib_remote_snapshot* snapshot;
     const lldpmib_snapshot_kind* kind;
+    const lldpmib_remote_lines* lines;
+    int last_nominator;    // the table's last column
+    bool port_walk_lines;  // write the port walk's "original port num" and "End of port num" lines
+    // The client's walk of the ports that have data for this table.
     int (*next_port)(uint32_t port, uint32_t* next, uint32_t* ifhandle);
+    // The iteration callback given to lldp_client_iter_ne (stores copies).
     lldp_client_callback callback;
-    int last_nominator;             // the table's last column
-    const char* already_line;       // a NEXT miss in a present snapshot
-    const char* creating_line;      // before the list is created
-    const char* found_line;         // VERBOSE, "%d" = the port
-    const char* failed_line;        // ERROR, "%d" = the port
-    const char* totals_line;        // VERBOSE; see totals_with_neighbors
-    uint8_t totals_with_neighbors;  // totals_line takes (neighbors, entry_count, total)
-    uint8_t port_walk_lines;        // the "original port num" and "End of port num" lines
-    uint8_t total_is_list_size;     // total_entries = the list's size once a port answers
-    uint8_t consume_walked;         // NEXT on the last column consumes after the last element
-    uint8_t purge_walk_end;         // NEXT on the last column with no row purges (always)
-    uint8_t purge_ports_exhausted;  // ... or only when the port walk ran out of ports
+    // Writes the request's "Checking for ..." line; runs once per request
+    // while LLDP is enabled.
+    void (*checking)(const lldpmib_remote_request* rq);
+    // Called for each neighbour copy a port's iteration stored: adds the rows
+    // it makes with lldpmib_remote_add_row.
+    void (*add_rows)(lldpmib_remote_snapshot* s, neighbor_td* copy);
+    // Fills the table's row record from an indexed row; true when every value
+    // could be made.  The row record was cleared before the request.
+    bool (*fill)(const lldpmib_remote_request* rq, const lldpmib_row_ref* row);
+    // Writes the request's closing counters line (total_entries = rows held,
+    // neighbors = copies held); lldpmib_remote_totals_line unless the table
+    // has its own.
+    void (*totals)(const char* fn, const lldpmib_snapshot* s);
+};
 
-    void (*checking)(lldpmib_remote_request* rq);  // the request's lines and keys
-    int (*find)(lldpmib_remote_request* rq);       // snapshot search; non-zero on a hit
-    void (*walk_key)(lldpmib_remote_request* rq, int from);
-    // Sets the context up for one port and writes its attempt line.
-    void* (*prepare)(lldpmib_remote_request* rq, uint32_t port, uint32_t ifhandle);
-    void (*iterated)(lldpmib_remote_request* rq);                 // bookkeeping after a port
-    int (*selected)(lldpmib_remote_request* rq);  // takes the context's choice into rq
-    int (*fill)(lldpmib_remote_request* rq);      // non-zero when the row was made
-    int (*last_element)(const lldpmib_remote_request* rq);
-} lldpmib_remote_table;
+extern "C" {
 
-// Runs one request of a neighbour table under the module lock.  The caller has
-// written its entry line, taken the lock, cleared its context and its row.
-// Non-zero when the row was filled.
+// Runs one request of a neighbour table under the module lock (the caller
+// took it, wrote its entry line and cleared its row record).  Non-zero when
+// the row was filled.
 int lldpmib_remote_shim_run(const lldpmib_remote_table* t, lldpmib_remote_request* rq);
 
-// Stores a deep copy of a neighbour record in a snapshot list, in key order.
-// Returns the copy, which the list now owns, or null with *rc set to the
-// callback's result: 0 when no copy could be made, 2 when the copy could not
-// be inserted (it is freed and "kel_list_enqueue failed" written with fn).
-neighbor_td* lldpmib_store_neighbor(void* list, const neighbor_td* rec, const char* fn, int* rc);
+// The body of the four iteration callbacks: stores a copy of record in list
+// when keep(record) says so.  context is the engine's port iteration.
+int lldpmib_remote_store(const char* fn, bool (*keep)(const neighbor_td* record), void* record,
+                         void* list, void* context);
+
+// "entry_count:%d, total_entries:%d": rows served for the last column, rows held.
+void lldpmib_remote_totals_line(const char* fn, const lldpmib_snapshot* s);
 
 // Frees a neighbour copy (the snapshot kinds' free operation).
 void lldpmib_free_neighbor_copy(void* copy);
-// Frees every copy of a list and keeps the list.
-void lldpmib_remote_drain(kel_list_handle list);
 // Bounded, terminated text of a neighbour's chassis ID.
 void lldpmib_chassis_text(const neighbor_td* n, char* out, size_t out_size);
 
-// ---- The two element tables (unknown TLVs, organisationally defined TLVs) ----
-
-// What differs between the two tables' callbacks and cache searches.
-typedef struct lldpmib_tlv_ops {
-    const char* callback_fn;
-    const char* find_fn;
-    void* (*head)(const neighbor_td* n);  // the neighbour's element list
-    void* (*exact)(void* head, const void* key);
-    void* (*next)(void* head, const void* key, int32_t* count);
-    void* (*smallest)(void* head, int32_t* count);
-    const char* find_matching_line;      // the search's line on an equal neighbour key
-    uint8_t find_invalid_entry_is_mib;   // "invalid entry." as a MIB line, else VERBOSE
-    uint8_t callback_tail_line;          // the callback ends with its counting line
-    uint8_t callback_key_line;           // the callback shows both keys on NEXT
-    void (*find_end_line)(const neighbor_td* best, const void* element);
-} lldpmib_tlv_ops;
-
-// The fields the two tables' search contexts have in common.
-typedef struct lldpmib_tlv_view {
-    neighbor_td** best;
-    void** entry;
-    uint32_t* time_mark;
-    int32_t* port;
-    int32_t* rem_index;
-    int32_t* neigh_count;
-    int32_t* tlv_count;
-    int32_t* search_type;
-    const void* key;  // the element key asked for
-} lldpmib_tlv_view;
-
-int lldpmib_tlv_callback(const lldpmib_tlv_ops* ops, void* record, void* list,
-                         const lldpmib_tlv_view* v);
-void* lldpmib_tlv_find(const lldpmib_tlv_ops* ops, int searchType, uint32_t timeMark,
-                       int32_t localPortNum, int32_t remIndex, const void* key,
-                       kel_list_handle list, neighbor_td** result);
-
 }  // extern "C"
+
+// Indexes one row of copy.  Rows whose port or remote index lie outside
+// 1..2147483647 are not served; of two rows with one instance the first stays.
+void lldpmib_remote_add_row(lldpmib_remote_snapshot* s, lldpmib_row_key key, neighbor_td* copy,
+                            const void* element);
+// The (time mark, local port, remote index) start of every neighbour row.
+lldpmib_row_key lldpmib_remote_key(uint32_t time_mark, uint32_t port, uint32_t rem_index);

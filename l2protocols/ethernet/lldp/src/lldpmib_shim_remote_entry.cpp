@@ -6,10 +6,8 @@
 namespace {
 
 const char kShim[] = "lldpmib_shim_remote_entry_get";
-const uint32_t kKeyMax = 2147483647u;
 
 lldpRemEntry_t lldpRemEntry;
-lldpmib_snapshot remote_entry_snapshot;
 
 const lldpmib_snapshot_kind remote_entry_kind = {
     "LLDP MIB remote entry list",
@@ -22,18 +20,6 @@ const lldpmib_snapshot_kind remote_entry_kind = {
     "VERBOSE[%s] Destroying LLDP MIB Remote Port Entry Cache\n",
     "VERBOSE[%s] Purging out LLDP MIB Remote Port Entry cache\n",
 };
-
-// What one request carries besides the common fields.
-struct remote_entry_request {
-    remote_entry_search_ctx ctx;
-    int serial;
-    uint32_t walk_time_mark;
-    uint32_t walk_rem_index;
-};
-
-remote_entry_request* entry_req(lldpmib_remote_request* rq) {
-    return (remote_entry_request*)rq->table;
-}
 
 // MAC text of 14 characters becomes its 6 octets; anything else, or text that
 // does not parse, is served as received.
@@ -95,79 +81,52 @@ int fill_remote_entry(const neighbor_td* n) {
     return 1;
 }
 
-// ---- Hooks of the shared skeleton ----
+// ---- Hooks of the engine ----
 
-void entry_checking(lldpmib_remote_request* rq) {
+void entry_checking(const lldpmib_remote_request* rq) {
     LLDPMIB_VERBOSE(kShim,
                     "Checking for SerialNum:%d, timemark:%d, interface: %d, remindex:%d, "
                     "nominator:%d\n",
-                    entry_req(rq)->serial, (int)rq->time_mark, (int)rq->port, (int)rq->rem_index,
+                    rq->serial, (int)rq->time_mark, (int)rq->port, (int)rq->rem_index,
                     rq->nominator);
 }
 
-int entry_find(lldpmib_remote_request* rq) {
-    neighbor_td* n = lldpmib_find_remote_entry(rq->search_type, rq->time_mark, rq->port,
-                                               rq->rem_index, remote_entry_snapshot.list);
-    if (n == nullptr) return 0;
-    LLDPMIB_VERBOSE(kShim, "Cached for timemark:%d, interface: %d,remindex:%d\n",
-                    (int)rq->time_mark, (int)n->mib->port_num, (int)n->mib->rem_index);
-    rq->answer = n;
-    return 1;
+void entry_add_rows(lldpmib_remote_snapshot* s, neighbor_td* copy) {
+    const lldp_neighbor_mib* mib = copy->mib;
+    lldpmib_remote_add_row(s, lldpmib_remote_key(mib->time_mark, mib->port_num, mib->rem_index),
+                           copy, nullptr);
 }
 
-void entry_walk_key(lldpmib_remote_request* rq, int from) {
-    remote_entry_request* r = entry_req(rq);
-    r->walk_time_mark = from == LLDPMIB_WALK_FAILED ? 0 : rq->time_mark;
-    r->walk_rem_index = from == LLDPMIB_WALK_ASKED ? (uint32_t)rq->rem_index : 0;
+bool entry_fill(const lldpmib_remote_request*, const lldpmib_row_ref* row) {
+    return fill_remote_entry(row->neighbor) != 0;
 }
 
-void* entry_prepare(lldpmib_remote_request* rq, uint32_t port, uint32_t ifhandle) {
-    remote_entry_request* r = entry_req(rq);
-    memset(&r->ctx, 0, sizeof r->ctx);
-    r->ctx.rem_time_mark = r->walk_time_mark;
-    r->ctx.port_num = port;
-    r->ctx.rem_index = r->walk_rem_index;
-    r->ctx.min_port_num = kKeyMax;
-    r->ctx.min_rem_index = kKeyMax;
-    r->ctx.search_type = (uint32_t)rq->search_type;
-    LLDPMIB_VERBOSE(kShim, "Attempt rem entry for interface index:%d, rem_index:%d ifhandle:%x\n",
-                    (int)port, (int)r->walk_rem_index, ifhandle);
-    return &r->ctx;
-}
+bool entry_keep(const neighbor_td*) { return true; }
 
-int entry_selected(lldpmib_remote_request* rq) {
-    rq->answer = entry_req(rq)->ctx.result;
-    return rq->answer != nullptr;
-}
+const lldpmib_remote_lines remote_entry_lines = {
+    .already = "VERBOSE[%s] Remote entry table cache already exist\n",
+    .creating = "VERBOSE[%s] Creating Remote entry table cache\n",
+    .attempt = "VERBOSE[%s] Attempt rem entry for interface index:%d\n",
+    .found = "VERBOSE[%s] Found lldpRemTable data forifIndex %d",
+    .failed = "ERROR[%s] Failed retrieving lldpRemTable datafor ifIndex %d",
+};
 
-int entry_fill(lldpmib_remote_request* rq) { return fill_remote_entry(rq->answer); }
+lldpmib_remote_snapshot remote_entry_snapshot;
 
 const lldpmib_remote_table remote_entry_table = {
-    kShim,
-    &remote_entry_snapshot,
-    &remote_entry_kind,
-    lldp_client_get_next_if_remote,
-    lldpmib_get_first_neighbor_td,
-    11,
-    "VERBOSE[%s] Remote entry table cache already exist\n",
-    "VERBOSE[%s] Creating Remote entry table cache\n",
-    "VERBOSE[%s] Found lldpRemTable data forifIndex %d",
-    "ERROR[%s] Failed retrieving lldpRemTable datafor ifIndex %d",
-    "VERBOSE[%s] entry_count:%d, total_entries:%d\n",
-    0,  // totals_with_neighbors
-    1,  // port_walk_lines
-    1,  // total_is_list_size
-    0,  // consume_walked: only GETs take copies out
-    1,  // purge_walk_end
-    0,  // purge_ports_exhausted
-    entry_checking,
-    entry_find,
-    entry_walk_key,
-    entry_prepare,
-    nullptr,
-    entry_selected,
-    entry_fill,
-    nullptr,
+    .fn = kShim,
+    .find_fn = "lldpmib_find_remote_entry",
+    .snapshot = &remote_entry_snapshot,
+    .kind = &remote_entry_kind,
+    .lines = &remote_entry_lines,
+    .last_nominator = 11,
+    .port_walk_lines = true,
+    .next_port = lldp_client_get_next_if_remote,
+    .callback = lldpmib_get_first_neighbor_td,
+    .checking = entry_checking,
+    .add_rows = entry_add_rows,
+    .fill = entry_fill,
+    .totals = lldpmib_remote_totals_line,
 };
 
 }  // namespace
@@ -187,97 +146,9 @@ void lldpmib_free_remote_entry_row(void) {
     memset(row, 0, sizeof *row);
 }
 
-neighbor_td* lldpmib_find_remote_entry(int searchType, uint32_t timeMark, int32_t localPortNum,
-                                       int32_t remIndex, kel_list_handle list) {
-    const char* fn = "lldpmib_find_remote_entry";
-    LLDPMIB_TRACE(fn);
-    LLDPMIB_VERBOSE(fn, "searchType: %x, timeMark: %x, localPortNum: %x,remIndex: %x\n",
-                    (unsigned)searchType, timeMark, (unsigned)localPortNum, (unsigned)remIndex);
-    kel_list_node_t* node = kel_list_get_head(list);
-    if (node == nullptr) return nullptr;
-    uint32_t best_port = kKeyMax;
-    uint32_t best_index = kKeyMax;
-    neighbor_td* best = nullptr;
-    for (; node != nullptr; node = lldpmib_node_next(node)) {
-        neighbor_td* n = (neighbor_td*)lldpmib_node_data(node);
-        if (n == nullptr) continue;
-        if (n->detail == nullptr || n->mib == nullptr) {
-            LLDPMIB_VERBOSE(fn, "NO detail or mib, so skip it.");
-            continue;
-        }
-        const lldp_neighbor_mib* mib = n->mib;
-        if (mib->time_mark < timeMark) {
-            LLDPMIB_VERBOSE(fn, "time mark does not qualify, so skip it.");
-            continue;
-        }
-        if (searchType == EXACT) {
-            if (lldpmib_compare_key(mib->port_num, mib->rem_index, (uint32_t)localPortNum,
-                                    (uint32_t)remIndex) == 0) {
-                LLDPMIB_MIB(fn, "result found\n");
-                return n;
-            }
-        } else if (searchType == NEXT) {
-            LLDPMIB_VERBOSE(fn, "ifIndex: %u, remIndex: %u\n", mib->port_num, mib->rem_index);
-            if (lldpmib_compare_key(mib->port_num, mib->rem_index, (uint32_t)localPortNum,
-                                    (uint32_t)remIndex) >= 0 &&
-                lldpmib_compare_key(best_port, best_index, mib->port_num, mib->rem_index) > 0) {
-                best_port = mib->port_num;
-                best_index = mib->rem_index;
-                best = n;
-            }
-        }
-    }
-    if (best != nullptr) LLDPMIB_MIB(fn, "result found\n");
-    return best;
-}
-
 int lldpmib_get_first_neighbor_td(void* record, void* list, void* context) {
-    const char* fn = "lldpmib_get_first_neighbor_td";
-    LLDPMIB_TRACE(fn);
-    const neighbor_td* rec = (const neighbor_td*)record;
-    remote_entry_search_ctx* ctx = (remote_entry_search_ctx*)context;
-    if (rec == nullptr || ctx == nullptr || !kel_list_is_valid((kel_list_handle)list)) return 22;
-    if (rec->port_marker != 0) {
-        if (rec->mib != nullptr) ctx->port_num = rec->mib->port_num;
-        return 0;
-    }
-    int rc = 0;
-    neighbor_td* copy = lldpmib_store_neighbor(list, rec, fn, &rc);
-    if (copy == nullptr) return rc;
-    LLDPMIB_VERBOSE(fn,
-                    "result inputs: search_type:%d, rem_time_mark:%d,port_num:%d, rem_index:%d, "
-                    "min_port_num:%d, min_rem_index:%d\n",
-                    (int)ctx->search_type, (int)ctx->rem_time_mark, (int)ctx->port_num,
-                    (int)ctx->rem_index, (int)ctx->min_port_num, (int)ctx->min_rem_index);
-    if (copy->detail == nullptr || copy->mib == nullptr) {
-        LLDPMIB_VERBOSE(fn, "NO detail or mib, so skip it.");
-        return 0;
-    }
-    const lldp_neighbor_mib* mib = copy->mib;
-    if (mib->time_mark < ctx->rem_time_mark) {
-        LLDPMIB_VERBOSE(fn, "time mark does not qualify, so skip it.");
-        return 0;
-    }
-    if (ctx->search_type == EXACT) {
-        if (lldpmib_compare_key(mib->port_num, mib->rem_index, ctx->port_num, ctx->rem_index) ==
-            0) {
-            LLDPMIB_MIB(fn, "exact result found\n");
-            ctx->result = copy;
-        }
-        return 0;
-    }
-    if (ctx->search_type != NEXT) return 0;
-    LLDPMIB_VERBOSE(fn, "ifIndex: %u, remIndex: %u\n", mib->port_num, mib->rem_index);
-    if (lldpmib_compare_key(mib->port_num, mib->rem_index, ctx->port_num, ctx->rem_index) < 0)
-        return 0;
-    if (lldpmib_compare_key(ctx->min_port_num, ctx->min_rem_index, mib->port_num,
-                            mib->rem_index) <= 0)
-        return 0;
-    ctx->min_port_num = mib->port_num;
-    ctx->min_rem_index = mib->rem_index;
-    LLDPMIB_MIB(fn, "walk result found\n");
-    ctx->result = copy;
-    return 0;
+    return lldpmib_remote_store("lldpmib_get_first_neighbor_td", entry_keep, record, list,
+                                context);
 }
 
 lldpRemEntry_t* lldpmib_shim_remote_entry_get(int serialNum, void* contextInfo, int nominator,
@@ -285,14 +156,12 @@ lldpRemEntry_t* lldpmib_shim_remote_entry_get(int serialNum, void* contextInfo, 
                                               int32_t localPortNum, int32_t remIndex) {
     LLDPMIB_TRACE(kShim);
     lldpmib_lock();
-    remote_entry_request r;
-    memset(&r, 0, sizeof r);
-    r.serial = serialNum;
     lldpmib_free_remote_entry_row();
-    lldpmib_remote_request rq = {nominator, searchType, timeMark, localPortNum, remIndex,
-                                 nullptr,   nullptr,    &r};
+    lldpmib_remote_request rq = {serialNum, nominator, searchType, timeMark, localPortNum, remIndex,
+                                 lldpmib_remote_key(timeMark, (uint32_t)localPortNum,
+                                                    (uint32_t)remIndex),
+                                 nullptr};
     int filled = lldpmib_remote_shim_run(&remote_entry_table, &rq);
-    memset(&r, 0, sizeof r);
     lldpmib_unlock();
     return filled ? &lldpRemEntry : nullptr;
 }
