@@ -224,8 +224,6 @@ typedef struct local_ma_search_ctx {
 lldpLocManAddrEntry_t* lldpmib_shim_local_ma_entry_get(int serialNum, void* contextInfo,
                                                        int nominator, int searchType,
                                                        int32_t subtype, OctetString* addr);
-lldp_addr_element* lldpmib_find_local_ma_entry(kel_list_handle list, const lldp_addr_element* key,
-                                               local_ma_search_ctx* context);
 int lldpmib_get_local_ma_td(void* record, void* list, void* context);
 void lldpmib_destroy_local_ma_list(kel_list_handle list);
 int lldpmib_compare_addr_entry(const lldp_addr_element* a, const lldp_addr_element* b);

@@ -3,6 +3,9 @@
 // address order shared with the remote management address table.
 #include <string.h>
 
+#include <map>
+#include <vector>
+
 #include "lldpmib.h"
 
 namespace {
@@ -37,28 +40,180 @@ uint32_t load_be32(const uint8_t* p) {
     return (uint32_t)p[0] << 24 | (uint32_t)p[1] << 16 | (uint32_t)p[2] << 8 | (uint32_t)p[3];
 }
 
-// The key of a requested address, in the local records' form: IPv4 as a
-// host-order number, IPv6 as its octets.  An address of another length leaves
-// the address zero.
-void local_ma_key(int32_t subtype, const OctetString* addr, lldp_addr_element* key) {
-    memset(key, 0, sizeof *key);
-    key->addr_type = subtype == 2 ? 1 : 0;
-    if (addr == nullptr || addr->octet_ptr == nullptr) return;
-    if (addr->length == 16) {
-        memcpy(key->addr, addr->octet_ptr, 16);
-        key->addr_type = 1;
-    } else if (addr->length == 4) {
-        uint32_t host = load_be32(addr->octet_ptr);
-        memcpy(key->addr, &host, sizeof host);
+// A local address as its row's instance: (subtype, length, octets).  IPv4 is
+// held in the records as a host-order number.
+using ma_key = std::vector<uint32_t>;
+
+ma_key instance_of(const lldp_addr_element* e) {
+    if (e->addr_type != 0) {
+        ma_key k = {2, 16};
+        k.insert(k.end(), e->addr, e->addr + 16);
+        return k;
     }
+    uint32_t host;
+    memcpy(&host, e->addr, sizeof host);
+    return {1, 4, host >> 24, (host >> 16) & 0xFF, (host >> 8) & 0xFF, host & 0xFF};
 }
 
-// Unspecified addresses answer no lookup.
+// The instance asked for, whatever its subtype and length.
+ma_key instance_asked(int32_t subtype, const OctetString* addr) {
+    ma_key k = {(uint32_t)subtype};
+    bool has = addr != nullptr && addr->octet_ptr != nullptr;
+    k.push_back(has ? (uint32_t)addr->length : 0);
+    if (has) k.insert(k.end(), addr->octet_ptr, addr->octet_ptr + addr->length);
+    return k;
+}
+
+// The client's key of an address instance; false for an instance that names
+// no address the client can hold.
+bool client_key(const ma_key& k, lldp_addr_element* key) {
+    memset(key, 0, sizeof *key);
+    if (k.size() == 6 && k[0] == 1 && k[1] == 4) {
+        uint32_t host = k[2] << 24 | k[3] << 16 | k[4] << 8 | k[5];
+        memcpy(key->addr, &host, sizeof host);
+        return true;
+    }
+    if (k.size() == 18 && k[0] == 2 && k[1] == 16) {
+        key->addr_type = 1;
+        for (int i = 0; i < 16; i++) key->addr[i] = (uint8_t)k[2 + i];
+        return true;
+    }
+    return false;
+}
+
+// The least client key above key; false past the last IPv6 address.
+bool client_key_after(lldp_addr_element* key) {
+    if (key->addr_type == 0) {
+        uint32_t host;
+        memcpy(&host, key->addr, sizeof host);
+        if (host != UINT32_MAX) {
+            host++;
+            memcpy(key->addr, &host, sizeof host);
+            return true;
+        }
+        memset(key, 0, sizeof *key);
+        key->addr_type = 1;
+        return true;
+    }
+    for (int i = 15; i >= 0; i--)
+        if (++key->addr[i] != 0) return true;
+    return false;
+}
+
+// Unspecified addresses make no row.
 bool local_ma_unspecified(const lldp_addr_element* e) {
     static const uint8_t zero[16] = {};
     if (e->addr_type == 1) return memcmp(e->addr, zero, 16) == 0;
     if (e->addr_type == 0) return memcmp(e->addr, zero, 4) == 0;
     return false;
+}
+
+struct local_ma_row {
+    lldp_local_ma_td* record;
+    const lldp_addr_element* element;
+};
+
+// The snapshot's index of rows, and how far through the client's addresses
+// it knows every one: all addresses up to known_through, or all of them.
+struct local_ma_index {
+    std::map<ma_key, local_ma_row> rows;
+    bool started;
+    lldp_addr_element known_through;
+    bool complete;
+};
+local_ma_index local_ma_rows;
+
+void local_ma_index_clear() {
+    local_ma_rows.rows.clear();
+    local_ma_rows.started = false;
+    local_ma_rows.complete = false;
+}
+
+// Indexes the addresses of a fetched copy; a copy that adds no row leaves
+// the snapshot at once.
+void local_ma_index_copy(lldpmib_snapshot* s, lldp_local_ma_td* copy) {
+    bool added = false;
+    for (const lldp_addr_element* e = copy->addrs; e != nullptr; e = e->next)
+        if (!local_ma_unspecified(e))
+            added |= local_ma_rows.rows.emplace(instance_of(e), local_ma_row{copy, e}).second;
+    if (!added) {
+        kel_list_remove(s->list, 0, copy);
+        lldp_client_free_local_ma_td(copy);
+    }
+}
+
+// Asks the client for the address at key (exact) or the least one not below
+// it, and indexes the record it hands back.  False when the client failed;
+// *first is the client key of the address handed back, *found whether there
+// was one.
+bool local_ma_fetch(lldpmib_snapshot* s, int exact, const lldp_addr_element* key,
+                    lldp_addr_element* first, bool* found) {
+    local_ma_search_ctx context;
+    memset(&context, 0, sizeof context);
+    int rc = lldp_client_get_next_if_local_ma(exact, key, lldpmib_get_local_ma_td, &context,
+                                              s->list);
+    *found = rc == 0 && context.record != nullptr && context.element != nullptr;
+    if (!*found) {
+        LLDPMIB_ERROR("lldpmib_shim_local_ma_entry_get", "Error in getting next local MA addr");
+        return rc == 0;
+    }
+    *first = *context.element;
+    first->next = nullptr;
+    local_ma_index_copy(s, context.record);
+    return true;
+}
+
+// Learns the next address after what the index knows; false when the client failed.
+bool local_ma_learn_next(lldpmib_snapshot* s) {
+    lldp_addr_element key;
+    memset(&key, 0, sizeof key);
+    if (local_ma_rows.started) {
+        key = local_ma_rows.known_through;
+        if (!client_key_after(&key)) {
+            local_ma_rows.complete = true;
+            return true;
+        }
+    }
+    lldp_addr_element first;
+    bool found = false;
+    if (!local_ma_fetch(s, 0, &key, &first, &found)) return false;
+    if (!found) {
+        local_ma_rows.complete = true;
+        return true;
+    }
+    local_ma_rows.started = true;
+    local_ma_rows.known_through = first;
+    return true;
+}
+
+// Every address up to row is known.
+bool local_ma_known(const ma_key& row) {
+    if (local_ma_rows.complete) return true;
+    return local_ma_rows.started && row <= instance_of(&local_ma_rows.known_through);
+}
+
+// Finds the row answering the request, fetching from the client as needed:
+// a GET asks for its address alone, a GET-NEXT learns the addresses in order
+// until the index proves its answer.
+const local_ma_row* local_ma_search(lldpmib_snapshot* s, int searchType, const ma_key& asked) {
+    auto& rows = local_ma_rows.rows;
+    if (searchType == EXACT) {
+        auto it = rows.find(asked);
+        lldp_addr_element key;
+        if (it == rows.end() && !local_ma_known(asked) && client_key(asked, &key)) {
+            lldp_addr_element first;
+            bool found = false;
+            local_ma_fetch(s, 1, &key, &first, &found);
+            it = rows.find(asked);
+        }
+        return it != rows.end() ? &it->second : nullptr;
+    }
+    for (;;) {
+        auto it = rows.lower_bound(asked);
+        bool proven = it != rows.end() ? local_ma_known(it->first) : local_ma_rows.complete;
+        if (proven) return it != rows.end() ? &it->second : nullptr;
+        if (!local_ma_learn_next(s)) return nullptr;
+    }
 }
 
 // Fills the row from e; false when the address could not be made.
@@ -97,7 +252,8 @@ void lldpmib_free_local_ma_row(void) {
 lldpLocManAddrEntry_t* lldpmib_shim_local_ma_entry_get(int serialNum, void* contextInfo,
                                                        int nominator, int searchType,
                                                        int32_t subtype, OctetString* addr) {
-    LLDPMIB_TRACE_ARGS("lldpmib_shim_local_ma_entry_get", "search type: %s, addr subtype: %s",
+    const char* fn = "lldpmib_shim_local_ma_entry_get";
+    LLDPMIB_TRACE_ARGS(fn, "search type: %s, addr subtype: %s",
                        searchType == EXACT ? "exact" : "next",
                        subtype == 1 ? "IPv4" : subtype == 2 ? "IPv6" : "invalid");
     if (nominator == kOidNominator) return nullptr;
@@ -105,83 +261,38 @@ lldpLocManAddrEntry_t* lldpmib_shim_local_ma_entry_get(int serialNum, void* cont
 
     lldpmib_snapshot* s = &local_ma_snapshot;
     lldpmib_lock();
-    local_ma_search_ctx context;
-    memset(&context, 0, sizeof context);
     lldpmib_free_local_ma_row();
-    int usable = lldpmib_snapshot_usable(s, &local_ma_kind, "lldpmib_shim_local_ma_entry_get");
+    if (!lldpmib_snapshot_usable(s, &local_ma_kind, fn)) local_ma_index_clear();
 
     lldpLocManAddrEntry_t* answer = nullptr;
-    lldp_local_ma_td* record = nullptr;
-    lldp_addr_element* element = nullptr;
+    const local_ma_row* row = nullptr;
     bool list_failed = false;
     if (lldpmib_shim_is_lldp_enabled() == 0) {
-        LLDPMIB_VERBOSE("lldpmib_shim_local_ma_entry_get", "length of Queried MA addr is %d\n",
-                        addr != nullptr ? addr->length : 0);
-        lldp_addr_element key;
-        local_ma_key(subtype, addr, &key);
-        element = lldpmib_find_local_ma_entry(s->list, &key, &context);
-        if (element != nullptr) {
-            LLDPMIB_VERBOSE("lldpmib_shim_local_ma_entry_get", "Addr: cached for column:%d !!!\n",
-                            nominator);
-            record = context.record;
-        } else if (!usable && lldpmib_snapshot_create(s, &local_ma_kind,
-                                                      "lldpmib_shim_local_ma_entry_get") != 0) {
+        LLDPMIB_VERBOSE(fn, "length of Queried MA addr is %d\n", addr != nullptr ? addr->length : 0);
+        if (s->list == nullptr && lldpmib_snapshot_create(s, &local_ma_kind, fn) != 0) {
             list_failed = true;
         } else {
-            memset(&context, 0, sizeof context);
-            int rc = lldp_client_get_next_if_local_ma(searchType == EXACT ? 1 : 0, &key,
-                                                      lldpmib_get_local_ma_td, &context, s->list);
-            if (rc != 0 || context.element == nullptr || kel_list_is_empty(s->list)) {
-                // Whatever a failed call handed back stays in the list, unserved.
-                LLDPMIB_ERROR("lldpmib_shim_local_ma_entry_get",
-                              "Error in getting next local MA addr");
-            } else {
-                s->total_entries = kel_list_get_size(s->list);
-                record = context.record;
-                element = context.element;
-            }
+            size_t known = local_ma_rows.rows.size();
+            row = local_ma_search(s, searchType, instance_asked(subtype, addr));
+            if (row != nullptr && known == local_ma_rows.rows.size())
+                LLDPMIB_VERBOSE(fn, "Addr: cached for column:%d !!!\n", nominator);
+            s->total_entries = (uint32_t)local_ma_rows.rows.size();
         }
     }
 
-    if (record != nullptr && element != nullptr) {
-        if (nominator == kLastNominator)
-            lldpmib_local_count_served(s, "lldpmib_shim_local_ma_entry_get");
-        bool filled = local_ma_fill(element);
-        bool last_of_record = element->next == nullptr;
+    if (row != nullptr) {
+        if (nominator == kLastNominator) lldpmib_local_count_served(s, fn);
         lldpmib_snapshot_touch(s);
-        if (searchType == EXACT || (nominator == kLastNominator && last_of_record))
-            lldpmib_snapshot_consume(s, &local_ma_kind, "lldpmib_shim_local_ma_entry_get", record,
-                                     0);
-        if (filled)
+        if (local_ma_fill(row->element))
             answer = &lldpLocManAddrEntryData;
         else
             lldpmib_free_local_ma_row();
-    } else if (!list_failed) {
-        lldpmib_local_lookup_miss(s, &local_ma_kind, "lldpmib_shim_local_ma_entry_get");
+    } else if (!list_failed && s->list != nullptr && kel_list_is_empty(s->list)) {
+        lldpmib_snapshot_purge(s, &local_ma_kind, fn);
+        local_ma_index_clear();
     }
-
-    memset(&context, 0, sizeof context);
     lldpmib_unlock();
     return answer;
-}
-
-lldp_addr_element* lldpmib_find_local_ma_entry(kel_list_handle list, const lldp_addr_element* key,
-                                               local_ma_search_ctx* context) {
-    if (list == nullptr || key == nullptr || context == nullptr) return nullptr;
-    context->record = nullptr;
-    for (kel_list_node_t* node = kel_list_get_head(list); node != nullptr;
-         node = lldpmib_node_next(node)) {
-        lldp_local_ma_td* copy = static_cast<lldp_local_ma_td*>(lldpmib_node_data(node));
-        if (copy == nullptr) continue;
-        for (lldp_addr_element* e = copy->addrs; e != nullptr; e = e->next) {
-            if (local_ma_unspecified(e)) continue;
-            if (lldpmib_compare_addr_entry(key, e) == 0) {
-                context->record = copy;
-                return e;
-            }
-        }
-    }
-    return nullptr;
 }
 
 int lldpmib_get_local_ma_td(void* record, void* list, void* context) {
