@@ -19,13 +19,36 @@
 //     by name;
 //  4. its traits in the model-based test's table list.
 #pragma once
+#include <algorithm>
+#include <initializer_list>
 #include <map>
 #include <vector>
 
 #include "lldpmib.h"
 
-// A row's instance: the sub-identifiers after the column's identifier.
-using lldpmib_row_key = std::vector<uint32_t>;
+// A row's instance: the sub-identifiers after the column's identifier, held
+// in place (no allocation per request) and ordered as identifiers are.  The
+// longest row instance has 21 sub-identifiers (a management address row with
+// an IPv6 address); a longer asked instance keeps its first kCapacity ones,
+// which orders it against every row exactly as the whole instance would.
+struct lldpmib_row_key {
+    static constexpr uint32_t kCapacity = 24;
+    uint32_t length = 0;
+    uint32_t sid[kCapacity];
+
+    lldpmib_row_key() = default;
+    lldpmib_row_key(std::initializer_list<uint32_t> values) {
+        for (uint32_t v : values) push_back(v);
+    }
+    void push_back(uint32_t v) {
+        if (length < kCapacity) sid[length++] = v;
+    }
+    uint32_t operator[](uint32_t i) const { return sid[i]; }
+    uint32_t size() const { return length; }
+    bool operator<(const lldpmib_row_key& o) const {
+        return std::lexicographical_compare(sid, sid + length, o.sid, o.sid + o.length);
+    }
+};
 
 // One row of a neighbour table: the neighbour copy and, in tables with one
 // row per element, the element inside it.

@@ -28,7 +28,8 @@ const lldpmib_snapshot_kind oui_kind = {
 
 // (OUI octets, subtype, index) after the neighbour's part of the instance.
 void append_org_key(lldpmib_row_key* key, uint32_t oui, uint32_t subtype, uint32_t index) {
-    key->insert(key->end(), {(oui >> 16) & 0xFF, (oui >> 8) & 0xFF, oui & 0xFF, subtype, index});
+    for (uint32_t v : {(oui >> 16) & 0xFF, (oui >> 8) & 0xFF, oui & 0xFF, subtype, index})
+        key->push_back(v);
 }
 
 // ---- Hooks of the engine ----
