@@ -80,7 +80,14 @@ GetResult Router::get(const Oid& name, Binding* out, void* context) const {
 
 bool Router::next(const Oid& name, Binding* out, void* context) const {
     if (name.size() > kMaxOidLen) return false;
-    for (ObjectInfo* o : objects_) {
+    // Objects wholly before name answer nothing: start at the last object not
+    // above name (it may hold name), found by bisection.
+    auto first = std::partition_point(objects_.begin(), objects_.end(), [&](const ObjectInfo* o) {
+        return compare(o->oid.oid_ptr, oid_len(o->oid), name.data(), name.size()) <= 0;
+    });
+    if (first != objects_.begin()) --first;
+    for (auto it = first; it != objects_.end(); ++it) {
+        ObjectInfo* o = *it;
         const uint32_t* obj = o->oid.oid_ptr;
         size_t olen = oid_len(o->oid);
         Oid incoming;
