@@ -254,20 +254,32 @@ def named(agent, tool, *args):
     return agent.snmp(tool, *args, options=MIB_OPTIONS)
 
 
+def remote_table(text):
+    """snmptable -Ci -Cf '|' output of lldpRemTable: (column names, index ->
+    {column: cell}) in the order printed."""
+    lines = [l for l in text.splitlines() if l]
+    assert lines[0] == "SNMP table: LLDP-MIB::lldpRemTable"
+    header = lines[1].split("|")
+    assert header[0] == "index"
+    rows = {}
+    for line in lines[2:]:
+        cells = line.split("|")
+        rows[tuple(int(x) for x in cells[0].split("."))] = dict(zip(header[1:], cells[1:]))
+    return header[1:], rows
+
+
+def check_remote_table(text, topology):
+    columns, rows = remote_table(text)
+    expected = expected_remote_rows(topology)
+    assert columns == list(next(iter(expected.values())))
+    assert list(rows) == sorted(expected)
+    assert rows == expected
+
+
 def test_snmptable_shows_the_neighbour_table(example_agent):
     r = named(example_agent, "snmptable", "-Ci", "-Cf", "|", "LLDP-MIB::lldpRemTable")
     assert r.stderr == ""
-    lines = [l for l in r.stdout.splitlines() if l]
-    assert lines[0] == "SNMP table: LLDP-MIB::lldpRemTable"
-    header = lines[1].split("|")
-    expected = expected_remote_rows(EXAMPLE)
-    assert header == ["index"] + list(next(iter(expected.values())))
-    got = {}
-    for line in lines[2:]:
-        cells = line.split("|")
-        got[tuple(int(x) for x in cells[0].split("."))] = dict(zip(header[1:], cells[1:]))
-    assert list(got) == sorted(expected)
-    assert got == expected
+    check_remote_table(r.stdout, EXAMPLE)
 
 
 def test_snmpwalk_by_name(example_agent):
