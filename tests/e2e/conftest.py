@@ -46,7 +46,8 @@ def stop_process(proc, timeout=5.0):
 class Agent:
     """snmpd on 127.0.0.1:<port> and lldpmib-agentx over a private AgentX socket."""
 
-    def __init__(self, topology=None, extra_args=()):
+    def __init__(self, topology=None, extra_args=(), binary=AGENTX):
+        self.binary = binary
         self.dir = pathlib.Path(tempfile.mkdtemp(prefix="lldpmib-e2e."))
         self.port = free_udp_port()
         self.topology = topology
@@ -96,7 +97,7 @@ class Agent:
             self.snmpd = None
 
     def start_subagent(self):
-        args = [str(AGENTX), "-f", "--agentx-socket", f"unix:{self.socket}"]
+        args = [str(self.binary), "-f", "--agentx-socket", f"unix:{self.socket}"]
         if self.topology:
             args += ["--topology", str(self.topology)]
         self.subagent_log = open(self.dir / "subagent.log", "ab")

@@ -64,15 +64,35 @@ def test_launcher_serves_and_stops_on_ctrl_c(tmp_path):
                             stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                             start_new_session=True)
     try:
-        m, _ = read_until(proc, r"state in (\S+)\).*\n\s+(snmpwalk [^\n]+)\n", 30)
-        state_dir, command = m.group(1), m.group(2)
+        m, _ = read_until(proc, r"state in (\S+)\).*\n\s+(snmpwalk [^\n]+)\n"
+                                r"\s+(snmpwalk [^\n]+)\n\s+(snmptable [^\n]+)\n", 30)
+        state_dir, command, by_name, table = m.group(1, 2, 3, 4)
         assert command == f"snmpwalk -v2c -c public -On 127.0.0.1:{port} {LLDP_MIB}"
+        mib_options = f"-M +{REPO}/mibs -m LLDP-MIB"
+        assert by_name == (f"snmpwalk -v2c -c public {mib_options} 127.0.0.1:{port} "
+                           "LLDP-MIB::lldpMIB")
+        assert table == (f"snmptable -v2c -c public {mib_options} 127.0.0.1:{port} "
+                         "LLDP-MIB::lldpRemTable")
         children = processes_mentioning(state_dir)
         assert len(children) >= 2  # snmpd and the subagent
+        env = dict(os.environ, MIBS="", SNMP_PERSISTENT_DIR=str(tmp_path))
+        expected = run_walker("walk", topology=topology)
         walk = subprocess.run(shlex.split(command) + ["-Ox"], capture_output=True, text=True,
-                              timeout=60, env=dict(os.environ, MIBS="",
-                                                   SNMP_PERSISTENT_DIR=str(tmp_path)))
-        assert parse_snmp(walk.stdout) == run_walker("walk", topology=topology)
+                              timeout=60, env=env)
+        assert parse_snmp(walk.stdout) == expected
+        # The named commands work as printed (tests/e2e/test_mib.py checks
+        # their values).
+        walk = subprocess.run(shlex.split(by_name), capture_output=True, text=True,
+                              timeout=60, env=env)
+        assert walk.returncode == 0 and "Cannot find" not in walk.stderr, walk.stderr
+        assert len(walk.stdout.splitlines()) == len(expected)
+        assert walk.stdout.startswith("LLDP-MIB::lldpLocChassisIdSubtype.0 = ")
+        rows = subprocess.run(shlex.split(table), capture_output=True, text=True,
+                              timeout=60, env=env)
+        assert rows.returncode == 0, rows.stderr
+        assert "lldpRemSysName" in rows.stdout.splitlines()[2]
+        remote = LLDP_MIB + ".1.4.1.1.9."  # one row per lldpRemSysName
+        assert len(rows.stdout.splitlines()) == 3 + sum(l.startswith(remote) for l in expected)
         os.killpg(proc.pid, signal.SIGINT)  # what Ctrl-C in its terminal does
         assert proc.wait(20) == 0
         assert not [p for p in children if alive(p)]

@@ -1,0 +1,59 @@
+# Install rules and the Debian package (cpack -G DEB).
+#
+# The package puts the programs in /usr/sbin and /usr/bin, the module and the
+# platform libraries it needs in a private directory (<libdir>/lldpmib, found
+# through a $ORIGIN-relative RUNPATH, so an unpacked tree runs as it is), the
+# MIB in net-snmp's MIB directory, the systemd unit, an snmpd.conf.d snippet
+# and the man pages.
+include(GNUInstallDirs)
+
+set(LLDPMIB_PRIVATE_LIBDIR ${CMAKE_INSTALL_LIBDIR}/lldpmib)
+set(LLDPMIB_LIBRARIES lldpmib snmp_agent kel_list kel_dt platform_sys lldp_client platform_fault)
+
+# Relative to each file's own directory: sbin/ and bin/ are siblings of lib/.
+file(RELATIVE_PATH _lib_from_bin /x/${CMAKE_INSTALL_BINDIR} /x/${LLDPMIB_PRIVATE_LIBDIR})
+file(RELATIVE_PATH _lib_from_sbin /x/${CMAKE_INSTALL_SBINDIR} /x/${LLDPMIB_PRIVATE_LIBDIR})
+set_target_properties(${LLDPMIB_LIBRARIES} PROPERTIES INSTALL_RPATH "\$ORIGIN")
+set_target_properties(lldpmib-walk PROPERTIES INSTALL_RPATH "\$ORIGIN/${_lib_from_bin}")
+
+install(TARGETS lldpmib-walk RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS ${LLDPMIB_LIBRARIES} LIBRARY DESTINATION ${LLDPMIB_PRIVATE_LIBDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/mibs/LLDP-MIB.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs)
+install(FILES ${PROJECT_SOURCE_DIR}/man/lldpmib-walk.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+
+if(LLDPMIB_BUILD_HOST)
+  # The unit names the program where the package puts it.
+  set(LLDPMIB_PACKAGE_PREFIX /usr)
+  set(LLDPMIB_UNIT_SBINDIR ${LLDPMIB_PACKAGE_PREFIX}/${CMAKE_INSTALL_SBINDIR})
+  configure_file(${PROJECT_SOURCE_DIR}/packaging/lldpmib-agentx.service.in
+                 ${PROJECT_BINARY_DIR}/packaging/lldpmib-agentx.service @ONLY)
+  set_target_properties(lldpmib-agentx PROPERTIES INSTALL_RPATH "\$ORIGIN/${_lib_from_sbin}")
+  install(TARGETS lldpmib-agentx RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+  install(FILES ${PROJECT_BINARY_DIR}/packaging/lldpmib-agentx.service
+          DESTINATION lib/systemd/system)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/lldpmib-agentx.snmpd.conf
+          DESTINATION /etc/snmp/snmpd.conf.d RENAME lldpmib-agentx.conf)
+  install(FILES ${PROJECT_SOURCE_DIR}/man/lldpmib-agentx.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+
+  set(CPACK_GENERATOR DEB)
+  set(CPACK_PACKAGE_NAME lldpmib)
+  set(CPACK_PACKAGE_VERSION 0.1.0)
+  set(CPACK_PACKAGE_CONTACT "lldpmib maintainers <lldpmib@localhost>")
+  set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "LLDP-MIB for net-snmp: lldpd's neighbours over SNMP")
+  string(CONCAT CPACK_PACKAGE_DESCRIPTION
+      "lldpmib-agentx serves the LLDP-MIB (1.0.8802.1.1.2) as an AgentX subagent of snmpd, "
+      "with the local system, ports and management addresses and the neighbours lldpd has "
+      "learnt. Includes lldpmib-walk, the MIB module file and a systemd unit.")
+  set(CPACK_PACKAGING_INSTALL_PREFIX ${LLDPMIB_PACKAGE_PREFIX})
+  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+  set(CPACK_DEBIAN_PACKAGE_SECTION net)
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS
+      "libsnmp40 (>= 5.9), lldpd (>= 1.0), libc6 (>= 2.34), libstdc++6 (>= 12), libgcc-s1")
+  set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "snmpd")
+  set(CPACK_DEBIAN_PACKAGE_SUGGESTS "snmp")
+  # The snippet under /etc is the administrator's to change.
+  file(WRITE ${PROJECT_BINARY_DIR}/packaging/conffiles "/etc/snmp/snmpd.conf.d/lldpmib-agentx.conf\n")
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packaging/conffiles)
+  set(CPACK_STRIP_FILES ON)
+  include(CPack)
+endif()
