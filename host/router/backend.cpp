@@ -4,6 +4,7 @@
 
 #include "lldp_client.h"
 #include "lldp_client_model.h"
+#include "platform_sys.h"
 
 namespace mib_router {
 
@@ -28,6 +29,17 @@ bool use_backend(const BackendChoice& choice, std::string* error) {
             return false;
         }
     }
+    return use_topology_identity(error);
+}
+
+bool use_topology_identity(std::string* error) {
+    std::string why;
+    std::shared_ptr<const lldp_model::topology> t = lldp_client_current_topology(&why);
+    if (!t) {
+        *error = why.empty() ? "no topology to serve" : why;
+        return false;
+    }
+    platform_set_identity(t->router_type, t->node_id);
     return true;
 }
 

@@ -14,7 +14,14 @@ struct BackendChoice {
 };
 
 // Applies the choice before the module starts; nothing chosen keeps the
-// embedded example topology.  On failure *error holds one line.
+// embedded example topology.  A topology (file or embedded) also sets the
+// platform identity (router type, node) the module reads; with lldpd it stays
+// the platform's.  On failure *error holds one line.
 bool use_backend(const BackendChoice& choice, std::string* error);
+
+// Sets the platform identity from the topology being served now (whichever
+// way it was loaded: file, text or the embedded default).  Call it before the
+// module starts.  On failure *error holds one line.
+bool use_topology_identity(std::string* error);
 
 }  // namespace mib_router

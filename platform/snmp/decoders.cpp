@@ -8,7 +8,9 @@
 //    is absorbed;
 //  - an out-of-range sub-identifier: every instance with that prefix precedes
 //    the incoming one, so the index takes its least value and passes the carry on;
-//  - whenever the carry leaves an index, that index holds its least value.
+//  - whenever the carry leaves an index, that index holds its least value;
+//  - once an index has moved (it is not what the incoming identifier holds at
+//    its position), every later index takes its least value (InstToIndexes).
 #include <cstring>
 
 #include "platform_fault.h"
@@ -71,6 +73,81 @@ bool read_octets_exact(const OID* incoming, int64_t pos, int32_t n, unsigned cha
 // point, so that counts of MakeOctetString stay the module's own calls.
 OctetString* make_index_string(const unsigned char* octets, int32_t n) {
     return snmp_internal::new_octet_string(octets, n);
+}
+
+// Indices of one table InstToIndexes takes.
+constexpr int kMaxIndexes = 16;
+
+// Sub-identifiers index ix occupies at pos.
+int64_t index_width(const OID* incoming, int64_t pos, const InstIndex& ix) {
+    switch (ix.kind) {
+        case INDEX_VAR_OCTETS:
+            return pos > INT32_MAX ? 0 : GetVariableIndexLength(incoming, static_cast<int>(pos));
+        case INDEX_FIXED_OCTETS: return ix.length;
+        default: return 1;
+    }
+}
+
+OctetString** string_out(const InstIndex& ix) { return static_cast<OctetString**>(ix.value); }
+
+bool is_string(const InstIndex& ix) {
+    return ix.kind == INDEX_VAR_OCTETS || ix.kind == INDEX_FIXED_OCTETS;
+}
+
+bool decode_index(const OID* incoming, int64_t pos, const InstIndex& ix, int searchType,
+                  int* carry) {
+    int p = pos > INT32_MAX ? INT32_MAX : static_cast<int>(pos);
+    switch (ix.kind) {
+        case INDEX_INT: {
+            auto* v = static_cast<int32_t*>(ix.value);
+            if (InstToInt(incoming, p, v, searchType, carry) < 0) return false;
+            if (searchType != EXACT && *v < static_cast<int64_t>(ix.least))
+                *v = static_cast<int32_t>(ix.least);
+            return true;
+        }
+        case INDEX_UINT: {
+            auto* v = static_cast<uint32_t*>(ix.value);
+            if (InstToUInt(incoming, p, v, searchType, carry) < 0) return false;
+            if (searchType != EXACT && *v < ix.least) *v = ix.least;
+            return true;
+        }
+        case INDEX_VAR_OCTETS:
+            return InstToVariableOctetString(incoming, p, string_out(ix), searchType, carry) >= 0;
+        case INDEX_FIXED_OCTETS:
+            return InstToFixedOctetString(incoming, p, string_out(ix), searchType, carry,
+                                          ix.length) >= 0;
+    }
+    return false;
+}
+
+// Whether the decoded value of ix is exactly what incoming holds at pos.
+bool holds(const OID* incoming, int64_t pos, const InstIndex& ix) {
+    auto sid_is = [&](int64_t at, uint32_t want) {
+        return present(incoming, at) && sid_at(incoming, at) == want;
+    };
+    switch (ix.kind) {
+        case INDEX_INT: return sid_is(pos, static_cast<uint32_t>(*static_cast<int32_t*>(ix.value)));
+        case INDEX_UINT: return sid_is(pos, *static_cast<uint32_t*>(ix.value));
+        default: break;
+    }
+    const OctetString* os = *string_out(ix);
+    if (ix.kind == INDEX_VAR_OCTETS && !sid_is(pos++, static_cast<uint32_t>(os->length)))
+        return false;
+    for (int32_t j = 0; j < os->length; ++j)
+        if (!sid_is(pos + j, os->octet_ptr[j])) return false;
+    return true;
+}
+
+bool set_least(const InstIndex& ix) {
+    switch (ix.kind) {
+        case INDEX_INT: *static_cast<int32_t*>(ix.value) = static_cast<int32_t>(ix.least); return true;
+        case INDEX_UINT: *static_cast<uint32_t*>(ix.value) = ix.least; return true;
+        default: break;
+    }
+    unsigned char zeros[MAX_OCTET_INDEX_LEN + 1] = {};
+    FreeOctetString(*string_out(ix));
+    *string_out(ix) = make_index_string(zeros, ix.kind == INDEX_FIXED_OCTETS ? ix.length : 0);
+    return *string_out(ix) != nullptr;
 }
 
 }  // namespace
@@ -209,6 +286,38 @@ int InstToFixedOctetString(const OID* incoming, int pos, OctetString** os, int s
     }
     *os = make_index_string(octets, length);
     return *os ? 0 : -1;
+}
+
+int InstToIndexes(const OID* incoming, int pos, InstIndex* indexes, int count, int searchType) {
+    if (!indexes || count < 0 || count > kMaxIndexes) return -1;
+    for (int i = 0; i < count; ++i)
+        if (is_string(indexes[i]) && indexes[i].value) *string_out(indexes[i]) = nullptr;
+    if (pos < 0) return -1;
+    int64_t at[kMaxIndexes];
+    int64_t p = pos;
+    for (int i = 0; i < count; ++i) {
+        if (!indexes[i].value) return -1;
+        at[i] = p;
+        p += index_width(incoming, p, indexes[i]);
+    }
+    if (searchType == EXACT && (!incoming || p != incoming->length)) return -1;
+
+    // Every decoder runs, also after one failed.
+    int carry = searchType == EXACT ? 0 : 1;
+    bool ok = true;
+    for (int i = count; i-- > 0;) ok = decode_index(incoming, at[i], indexes[i], searchType, &carry) && ok;
+    if (ok && carry == 0 && searchType != EXACT) {
+        int i = 0;
+        while (i < count && holds(incoming, at[i], indexes[i])) ++i;
+        for (++i; i < count && ok; ++i) ok = set_least(indexes[i]);
+    }
+    if (ok && carry == 0) return 0;
+    for (int i = 0; i < count; ++i) {
+        if (!is_string(indexes[i])) continue;
+        FreeOctetString(*string_out(indexes[i]));
+        *string_out(indexes[i]) = nullptr;
+    }
+    return -1;
 }
 
 }  // extern "C"

@@ -150,10 +150,9 @@ void FreeVarBind(VarBind* vb);  // the whole chain along next; accepts null
 // EXACT fails on a missing sub-identifier, an int above INT32_MAX, an octet
 // above 255, a length above MAX_OCTET_INDEX_LEN or one that runs past the end.
 // Results: 0, or -1 (also for a null out-value or a negative pos).  A string
-// decoder always sets *os (null on failure).  Known limit: an out-of-range
-// sub-identifier in an index that is followed by further present indices moves
-// to the next value of the index before it, but the later indices keep their
-// decoded values, so rows may be skipped there (never one that precedes).
+// decoder always sets *os (null on failure).  Each decoder sees one index only:
+// a table with several indices decodes them with InstToIndexes, which also puts
+// the indices after a moved one back to their least values.
 int InstToInt(const OID* incoming, int pos, int32_t* value, int searchType, int* carry);
 int InstToUInt(const OID* incoming, int pos, uint32_t* value, int searchType, int* carry);
 // Length-prefixed octet string; *os is a new string the caller frees.
@@ -167,6 +166,30 @@ int GetVariableIndexLength(const OID* incoming, int pos);
 // MAX_OCTET_INDEX_LEN.
 int InstToFixedOctetString(const OID* incoming, int pos, OctetString** os, int searchType,
                            int* carry, int length);
+
+// One index of a table's instance, for InstToIndexes.
+#define INDEX_INT 1           // InstToInt; value is an int32_t*
+#define INDEX_UINT 2          // InstToUInt; value is a uint32_t*
+#define INDEX_VAR_OCTETS 3    // InstToVariableOctetString; value is an OctetString**
+#define INDEX_FIXED_OCTETS 4  // InstToFixedOctetString of length octets; value as above
+typedef struct InstIndex {
+    int kind;
+    int length;      // INDEX_FIXED_OCTETS: octets
+    uint32_t least;  // INDEX_INT, INDEX_UINT: least value of the index's range
+    void* value;     // out
+} InstIndex;
+
+// Decodes a table's whole index list, indexes[0] at position pos of incoming.
+// EXACT: the instance is exactly these indices, each as InstTo* decodes it
+// (least is not applied).  NEXT: the least tuple whose instance follows
+// incoming, each integer index at least `least`: the indices are decoded from
+// the last to the first with one carry, each integer raised to its least;
+// then, from the first index on, the first index whose value is not what
+// incoming holds at its position (it moved up, or restarted because of what
+// was there) puts every later index at its least value.  Returns 0, or -1
+// when a decoder fails or no instance follows; on -1 every string is null.
+// String values are new strings the caller frees.
+int InstToIndexes(const OID* incoming, int pos, InstIndex* indexes, int count, int searchType);
 
 // Test routine of read-only objects: refuses every SET (NOT_WRITABLE_ERROR).
 int readOnly_test(OID* incoming, ObjectInfo* object, ObjectSyntax* value, doList_t* doHead,

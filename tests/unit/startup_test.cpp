@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <barrier>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -195,6 +196,41 @@ TEST_F(StartupTest, SecondThreadBlocksOnTheLockUntilItIsReleased) {
     lldpmib_unlock();
     other.join();
     EXPECT_EQ(0u, ptd_blocked_count());
+}
+
+// Requests on several threads right after a failed start (the tear-down has
+// destroyed the mutex) lock and unlock a valid mutex: the lock never trips.
+TEST_F(StartupTest, ThreadsLockingAfterAFailedStartNeverTrip) {
+    lldpmib_test::set_debug("");
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 30000;
+    bool done = false;
+    std::barrier sync(kThreads + 1);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&] {
+            for (;;) {
+                sync.arrive_and_wait();  // the start has failed
+                if (done) return;
+                for (int i = 0; i < 4; ++i) {
+                    lldpmib_lock();
+                    lldpmib_unlock();
+                }
+                sync.arrive_and_wait();
+            }
+        });
+    }
+    for (int round = 0; round < kRounds; ++round) {
+        platform_fault_fail_nth("mgd_timer_leaf_new", 1, 12);
+        init_lldpmib(nullptr, 1);
+        sync.arrive_and_wait();
+        sync.arrive_and_wait();
+        init_lldpmib(nullptr, 0);
+    }
+    done = true;
+    sync.arrive_and_wait();
+    for (std::thread& t : threads) t.join();
+    expect_all_released();
 }
 
 using StartupDeathTest = StartupTest;

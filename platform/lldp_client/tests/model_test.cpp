@@ -689,6 +689,12 @@ std::vector<fault_case> fault_cases() {
          [](int s) { return lldp_client_use_topology_text("{}", "x", nullptr, 0) == s; }},
         {"lldp_client_use_topology_file",
          [](int s) { return lldp_client_use_topology_file("/nonexistent", nullptr, 0) == s; }},
+        // A refused switch keeps the topology being served.
+        {"lldp_client_use_lldpd",
+         [](int s) {
+             return lldp_client_use_lldpd(nullptr, 0, nullptr, 0) == s &&
+                    lldp_client_current_topology(nullptr) != nullptr;
+         }},
         // Void operations are counted only.
         {"lldp_client_term", [](int) { lldp_client_term(); return true; }},
         {"lldp_client_free_neighbor_td", [](int) { lldp_client_free_neighbor_td(nullptr); return true; }},

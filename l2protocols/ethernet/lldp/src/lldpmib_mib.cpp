@@ -155,11 +155,25 @@ int instance_length(const OID* incoming, const ObjectInfo* object) {
     return incoming->length - object->oid.length;
 }
 
-int initial_carry(int searchType) { return searchType == EXACT ? 0 : 1; }
+// Index lists for InstToIndexes, first index first; `least` is where a NEXT
+// search starts an index whose values begin above 0.
+InstIndex int_index(int32_t* value, uint32_t least = 0) {
+    return InstIndex{.kind = INDEX_INT, .length = 0, .least = least, .value = value};
+}
+InstIndex uint_index(uint32_t* value) {
+    return InstIndex{.kind = INDEX_UINT, .length = 0, .least = 0, .value = value};
+}
+InstIndex var_octets_index(OctetString** value) {
+    return InstIndex{.kind = INDEX_VAR_OCTETS, .length = 0, .least = 0, .value = value};
+}
+InstIndex fixed_octets_index(OctetString** value, int length) {
+    return InstIndex{.kind = INDEX_FIXED_OCTETS, .length = length, .least = 0, .value = value};
+}
 
-// A NEXT search starts an index that begins at floor from floor.
-void raise_to(int searchType, int32_t* value, int32_t floor) {
-    if (searchType == NEXT && *value < floor) *value = floor;
+// Decodes the instance after the object's identifier.
+template <size_t N>
+bool decode_indexes(OID* incoming, const ObjectInfo* object, int searchType, InstIndex (&&ix)[N]) {
+    return InstToIndexes(incoming, object->oid.length, ix, static_cast<int>(N), searchType) == 0;
 }
 
 // Appends an octet string index: its length, then one sub-identifier per octet.
@@ -181,12 +195,7 @@ void* clone_value(const OctetString* os) { return os != nullptr ? CloneOctetStri
 
 // Decodes the single port-number index of the port-indexed tables.
 bool decode_port_index(OID* incoming, ObjectInfo* object, int searchType, int32_t* port) {
-    int len = object->oid.length;
-    if (searchType == EXACT && instance_length(incoming, object) != 1) return false;
-    int carry = initial_carry(searchType);
-    if (InstToInt(incoming, len, port, searchType, &carry) < 0) return false;
-    raise_to(searchType, port, 1);
-    return carry == 0;
+    return decode_indexes(incoming, object, searchType, {int_index(port, 1)});
 }
 
 }  // namespace
@@ -264,18 +273,10 @@ lldpLocPortEntry_t* k_lldpLocPortEntry_get(int serialNum, void* contextInfo, int
 
 VarBind* lldpLocManAddrEntry_get(OID* incoming, ObjectInfo* object, int searchType,
                                  void* contextInfo, int serialNum) {
-    int len = object->oid.length;
-    int n = GetVariableIndexLength(incoming, len + 1);
-    if (searchType == EXACT && len + 1 + n != incoming->length) return nullptr;
-    int carry = initial_carry(searchType);
     OctetString* addr = nullptr;
     int32_t subtype = 0;
-    int rc_addr = InstToVariableOctetString(incoming, len + 1, &addr, searchType, &carry);
-    int rc_subtype = InstToInt(incoming, len, &subtype, searchType, &carry);
-    if (rc_addr < 0 || rc_subtype < 0 || carry != 0) {
-        FreeOctetString(addr);
+    if (!decode_indexes(incoming, object, searchType, {int_index(&subtype), var_octets_index(&addr)}))
         return nullptr;
-    }
     pthread_mutex_lock(&lldpmib_row_guard[GUARD_LOCAL_MA]);
     VarBind* vb = nullptr;
     lldpLocManAddrEntry_t* row = k_lldpLocManAddrEntry_get(serialNum, contextInfo, object->nominator,
@@ -316,21 +317,12 @@ lldpLocManAddrEntry_t* k_lldpLocManAddrEntry_get(int serialNum, void* contextInf
 namespace {
 
 // The (time mark, local port, remote index) prefix of every remote table,
-// decoded last to first after the table's own trailing indices.
+// before the table's own indices.
 struct rem_prefix {
     uint32_t time_mark;
     int32_t port;
     int32_t index;
 };
-
-bool decode_rem_prefix(OID* incoming, int n, int searchType, int* carry, rem_prefix* p) {
-    bool ok = InstToInt(incoming, n + 2, &p->index, searchType, carry) >= 0;
-    raise_to(searchType, &p->index, 1);
-    ok = InstToInt(incoming, n + 1, &p->port, searchType, carry) >= 0 && ok;
-    raise_to(searchType, &p->port, 1);
-    ok = InstToUInt(incoming, n, &p->time_mark, searchType, carry) >= 0 && ok;
-    return ok;
-}
 
 int put_rem_prefix(uint32_t* inst, uint32_t time_mark, int32_t port, int32_t index) {
     inst[0] = time_mark;
@@ -347,11 +339,10 @@ extern "C" {
 
 VarBind* lldpRemEntry_get(OID* incoming, ObjectInfo* object, int searchType, void* contextInfo,
                           int serialNum) {
-    int n = object->oid.length;
-    if (searchType == EXACT && incoming->length != n + 3) return nullptr;
-    int carry = initial_carry(searchType);
     rem_prefix p = {};
-    if (!decode_rem_prefix(incoming, n, searchType, &carry, &p) || carry != 0) return nullptr;
+    if (!decode_indexes(incoming, object, searchType,
+                        {uint_index(&p.time_mark), int_index(&p.port, 1), int_index(&p.index, 1)}))
+        return nullptr;
     pthread_mutex_lock(&lldpmib_row_guard[GUARD_REMOTE_ENTRY]);
     VarBind* vb = nullptr;
     lldpRemEntry_t* row = k_lldpRemEntry_get(serialNum, contextInfo, object->nominator, searchType,
@@ -388,20 +379,13 @@ lldpRemEntry_t* k_lldpRemEntry_get(int serialNum, void* contextInfo, int nominat
 
 VarBind* lldpRemManAddrEntry_get(OID* incoming, ObjectInfo* object, int searchType,
                                  void* contextInfo, int serialNum) {
-    int n = object->oid.length;
-    int k = GetVariableIndexLength(incoming, n + 4);
-    if (searchType == EXACT && incoming->length != n + 4 + k) return nullptr;
-    int carry = initial_carry(searchType);
+    rem_prefix p = {};
     OctetString* addr = nullptr;
     int32_t subtype = 0;
-    bool ok = InstToVariableOctetString(incoming, n + 4, &addr, searchType, &carry) >= 0;
-    ok = InstToInt(incoming, n + 3, &subtype, searchType, &carry) >= 0 && ok;
-    rem_prefix p = {};
-    ok = decode_rem_prefix(incoming, n, searchType, &carry, &p) && ok;
-    if (!ok || carry != 0) {
-        FreeOctetString(addr);
+    if (!decode_indexes(incoming, object, searchType,
+                        {uint_index(&p.time_mark), int_index(&p.port, 1), int_index(&p.index, 1),
+                         int_index(&subtype), var_octets_index(&addr)}))
         return nullptr;
-    }
     pthread_mutex_lock(&lldpmib_row_guard[GUARD_REMOTE_MA]);
     VarBind* vb = nullptr;
     lldpRemManAddrEntry_t* row =
@@ -441,17 +425,13 @@ lldpRemManAddrEntry_t* k_lldpRemManAddrEntry_get(int serialNum, void* contextInf
 
 VarBind* lldpRemUnknownTLVEntry_get(OID* incoming, ObjectInfo* object, int searchType,
                                     void* contextInfo, int serialNum) {
-    int n = object->oid.length;
     int nominator = object->nominator;
-    if (searchType == EXACT && incoming->length != n + 4) return nullptr;
-    int carry = initial_carry(searchType);
-    int32_t type = 0;
-    bool ok = InstToInt(incoming, n + 3, &type, searchType, &carry) >= 0;
-    raise_to(searchType, &type, 9);
     rem_prefix p = {};
-    ok = decode_rem_prefix(incoming, n, searchType, &carry, &p) && ok;
-    if (!ok) nominator = -1;
-    if (nominator == -1 || carry != 0) return nullptr;
+    int32_t type = 0;
+    if (!decode_indexes(incoming, object, searchType,
+                        {uint_index(&p.time_mark), int_index(&p.port, 1), int_index(&p.index, 1),
+                         int_index(&type, 9)}))
+        return nullptr;
     pthread_mutex_lock(&lldpmib_row_guard[GUARD_REMOTE_UNKNOWN_TLV]);
     VarBind* vb = nullptr;
     lldpRemUnknownTLVEntry_t* row = k_lldpRemUnknownTLVEntry_get(
@@ -481,24 +461,15 @@ lldpRemUnknownTLVEntry_t* k_lldpRemUnknownTLVEntry_get(int serialNum, void* cont
 
 VarBind* lldpRemOrgDefInfoEntry_get(OID* incoming, ObjectInfo* object, int searchType,
                                     void* contextInfo, int serialNum) {
-    int n = object->oid.length;
     int nominator = object->nominator;
-    if (searchType == EXACT && incoming->length != n + 8) return nullptr;
-    int carry = initial_carry(searchType);
-    int32_t index = 0, subtype = 0;
-    OctetString* oui = nullptr;
-    bool ok = InstToInt(incoming, n + 7, &index, searchType, &carry) >= 0;
-    raise_to(searchType, &index, 1);
-    ok = InstToInt(incoming, n + 6, &subtype, searchType, &carry) >= 0 && ok;
-    raise_to(searchType, &subtype, 1);
-    ok = InstToFixedOctetString(incoming, n + 3, &oui, searchType, &carry, 3) >= 0 && ok;
     rem_prefix p = {};
-    ok = decode_rem_prefix(incoming, n, searchType, &carry, &p) && ok;
-    if (!ok) nominator = -1;
-    if (carry != 0 || nominator == -1) {
-        FreeOctetString(oui);
+    OctetString* oui = nullptr;
+    int32_t subtype = 0, index = 0;
+    if (!decode_indexes(incoming, object, searchType,
+                        {uint_index(&p.time_mark), int_index(&p.port, 1), int_index(&p.index, 1),
+                         fixed_octets_index(&oui, 3), int_index(&subtype, 1),
+                         int_index(&index, 1)}))
         return nullptr;
-    }
     pthread_mutex_lock(&lldpmib_row_guard[GUARD_REMOTE_ORG_DEF]);
     VarBind* vb = nullptr;
     lldpRemOrgDefInfoEntry_t* row =

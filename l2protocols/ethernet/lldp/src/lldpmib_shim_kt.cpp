@@ -36,19 +36,6 @@ const int kOutOfMemory = 12;
 // The event record must outlive the timer tree built on it.
 event_record_t lldpmib_event_record;
 
-// Set once a tear-down has destroyed the mutex and cleared once start-up has
-// initialised it again: a stop after a failed start, or a request after a
-// stop, must not lock a destroyed mutex.
-bool lldpmib_mutex_destroyed = false;
-
-// Brings the mutex back to its static initial state after a destroy.
-void lldpmib_mutex_revive() {
-    if (!lldpmib_mutex_destroyed) return;
-    pthread_mutex_t fresh = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
-    memcpy(&lldpmib_mutex, &fresh, sizeof fresh);
-    lldpmib_mutex_destroyed = false;
-}
-
 }  // namespace
 
 extern "C" {
@@ -57,7 +44,6 @@ extern "C" {
 
 void lldpmib_lock(void) {
     LLDPMIB_TRACE("lldpmib_lock");
-    lldpmib_mutex_revive();
     int int_rc = pthread_mutex_trylock(&lldpmib_mutex);
     if (int_rc == EBUSY) {
         ptd_set_mutex_block(&lldpmib_mutex, "lldpmib_lock", __LINE__);
@@ -90,14 +76,18 @@ int lldpmib_mutex_init(pthread_mutexattr_t* attr) {
         return rc;
     }
     memset(&lldpmib_mutex, 0, sizeof lldpmib_mutex);
-    int rc = pthread_mutex_init(&lldpmib_mutex, attr);
-    if (rc == 0) lldpmib_mutex_destroyed = false;
-    return rc;
+    return pthread_mutex_init(&lldpmib_mutex, attr);
 }
 
+// A destroyed mutex goes back to its static initial value at once, so that a
+// request after a stop or a failed start locks a valid mutex.  Start-up and
+// tear-down run on one thread, with no request in progress.
 int lldpmib_mutex_destroy(void) {
     int rc = pthread_mutex_destroy(&lldpmib_mutex);
-    lldpmib_mutex_destroyed = true;
+    if (rc == 0) {
+        pthread_mutex_t fresh = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
+        memcpy(&lldpmib_mutex, &fresh, sizeof fresh);
+    }
     return rc;
 }
 

@@ -58,9 +58,9 @@ int fill_remote_entry(const neighbor_td* n) {
     row->lldpRemIndex = (int32_t)mib->rem_index;
     row->lldpRemChassisIdSubtype = mib->chassis_id_subtype;
     bool chassis_mac = mib->chassis_id_subtype == 4;
+    row->lldpRemChassisId = make_id(n->chassis_id, mib->chassis_id_len, chassis_mac);
     LLDPMIB_VERBOSE(kShim, "RemChassis ID %s MAC type, length: %d",
                     chassis_mac ? "" : "NOT", 14);
-    row->lldpRemChassisId = make_id(n->chassis_id, mib->chassis_id_len, chassis_mac);
     LLDPMIB_ERROR(kShim, "chid:%s, chid_len:%d", chassis, (int)mib->chassis_id_len);
     row->lldpRemPortIdSubtype = mib->port_id_subtype;
     row->lldpRemPortId = make_id(n->port_id, mib->port_id_len, mib->port_id_subtype == 3);
