@@ -1,21 +1,30 @@
-// libFuzzer target: sequences of requests with arbitrary incoming identifiers
-// and search types, handed straight to the method routines (served objects and
-// the configuration and statistics groups), over a fixed topology.
+// libFuzzer target.  The first input byte picks the mode:
 //
-// Input: up to kMaxRequests records of
+// Even: model mode, the driver the model-based unit test uses
+// (tests/unit/support/model_driver.h): four bytes seed a random topology, the
+// rest are request records (GET, GET-NEXT and walk steps of up to four
+// managers, the clock moving before each), routed through mib_router as the
+// agent does.  Checked: every answer equals the reference model's, the live
+// record copies stay within the topology's records; a failure prints the
+// shrunk sequence and aborts.
+//
+// Odd: raw mode, sequences of requests with arbitrary incoming identifiers
+// and search types, handed straight to the method routines (served objects and
+// the configuration and statistics groups), over a fixed topology.  Records of
 //   object  search  flags  nominator  count  sub-identifier x count
 // object picks a record (the 27 served ones, then the unserved groups); search
 // is EXACT, NEXT or an arbitrary value; flags: bit 0 use the nominator byte
 // instead of the record's, bits 1-2 move the clock (0, 1, 2 or 10 s), bits 3-5
 // drop that many trailing sub-identifiers of the object's own identifier before
 // the instance.  A sub-identifier is one byte below 0xF0, or 0xF0-0xFF then
-// four bytes little-endian.
+// four bytes little-endian.  Checked after every request: no crash or
+// sanitizer report, the module lock free, the answer inside the object asked.
 //
-// Checked after every request: no crash or sanitizer report, the module lock
-// free, the answer inside the object asked.
+// Both modes: no crash, no sanitizer report.
 //
-// LLDPMIB_FUZZ_SEEDS=DIR writes a seed corpus (the first two instances of
-// every served object, as GET and GET-NEXT records) into DIR and exits.
+// LLDPMIB_FUZZ_SEEDS=DIR writes a seed corpus (raw mode: the first two
+// instances of every served object, as GET and GET-NEXT records; model mode: a
+// few walks and scattered requests) into DIR and exits.
 #include <pthread.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -29,6 +38,9 @@
 #include "lldp_client_model.h"
 #include "lldpmib.h"
 #include "mib_walker.h"
+#include "model_driver.h"
+#include "platform_sys.h"
+#include "reference_model.h"
 #include "topology_gen.h"
 
 namespace {
@@ -207,7 +219,7 @@ void write_seeds(const char* dir) {
                 continue;
             if (per_object[i]++ >= 2) break;
             for (int search : {0, 1}) {
-                std::string rec;
+                std::string rec(1, 1);  // raw mode
                 rec.push_back(static_cast<char>(i));
                 rec.push_back(static_cast<char>(search));
                 rec.push_back(0);
@@ -227,29 +239,49 @@ void write_seeds(const char* dir) {
     fprintf(stderr, "lldpmib_fuzz: %d seeds written to %s\n", n, dir);
 }
 
-}  // namespace
+std::string raw_topology;
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    platform_set_fake_time(fake_now);
-    kel_dt_set_output(1, nullptr);
-    init_lldpmib(nullptr, 1);
-    // Every trace line is formatted (and thrown away): the formats take the
-    // fuzzed values too.
-    kel_dt_configure(getenv("LLDPMIB_FUZZ_TRACE") ? getenv("LLDPMIB_FUZZ_TRACE") : "all");
-    lldp_client_use_topology(fuzz_topology());
-    build_records();
-    strict_order = getenv("LLDPMIB_FUZZ_STRICT_ORDER") != nullptr;
-    if (const char* dir = getenv("LLDPMIB_FUZZ_SEEDS")) {
-        write_seeds(dir);
-        exit(0);
+// Model-mode seeds: a topology seed, then walks of lldpMIB by two managers
+// with the clock moving, and scattered GET and GET-NEXT records.
+void write_model_seeds(const char* dir) {
+    int n = 0;
+    for (uint8_t seed = 0; seed < 24; ++seed) {
+        std::string rec{0, 0, 0, 0, static_cast<char>(seed)};
+        for (int k = 0; k < 40; ++k) {
+            uint8_t manager = k % 2, clock = (k % 7 == 0) ? 1 : (k % 11 == 0) ? 2 : 0;
+            if (seed % 3 == 0 && k % 4 == 3) {  // scattered GET or GET-NEXT
+                rec.push_back(static_cast<char>((k % 2) | manager << 2 | clock << 4));
+                rec.push_back(static_cast<char>(k * 7 + seed));
+                rec.push_back(static_cast<char>(k));
+            } else {  // a walk step of lldpMIB or of a table
+                rec.push_back(static_cast<char>(2 | manager << 2 | clock << 4));
+                rec.push_back(static_cast<char>(seed % 2 ? 0 : seed % 12));
+            }
+        }
+        std::string path = std::string(dir) + "/model-seed-" + std::to_string(n++);
+        FILE* f = fopen(path.c_str(), "wb");
+        if (!f) return;
+        fwrite(rec.data(), 1, rec.size(), f);
+        fclose(f);
     }
-    return 0;
+    fprintf(stderr, "lldpmib_fuzz: %d model seeds written to %s\n", n, dir);
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+void load_raw_topology() {
+    char err[512] = "";
+    platform_set_identity(25, 1);
+    if (lldp_client_use_topology_text(raw_topology.c_str(), "fuzz", err, sizeof err) != 0) {
+        fprintf(stderr, "lldpmib_fuzz: %s\n", err);
+        abort();
+    }
+}
+
+void raw_input(const uint8_t* data, size_t size) {
     // Each input starts with every snapshot stale, so it replays alike.
     fake_now += 100;
     platform_set_fake_time(fake_now);
+    load_raw_topology();
+    init_lldpmib(nullptr, 1);
     reader in{data, size};
     for (size_t r = 0; r < kMaxRequests; ++r) {
         uint8_t object, search_sel, flags, nominator, count;
@@ -280,5 +312,53 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
         one_request(record, search, ids);
     }
+    init_lldpmib(nullptr, 0);
+}
+
+void model_input(const uint8_t* data, size_t size) {
+    lldpmib_test::ModelCase c = lldpmib_test::case_from_bytes(data, size);
+    std::string err;
+    auto ref = lldpmib_test::reference_model(c.topology, &err);
+    if (!ref) {
+        fprintf(stderr, "lldpmib_fuzz: the reference model refuses a generated topology: %s\n%s\n", err.c_str(),
+                c.topology.c_str());
+        abort();
+    }
+    lldpmib_test::ModelOutcome o = lldpmib_test::run_case(c, *ref);
+    if (!lock_free()) fail("module lock held after a request");
+    if (o.ok) return;
+    fprintf(stderr, "lldpmib_fuzz: %s\n",
+            lldpmib_test::failure_report("answer differs from the reference model", c, *ref).c_str());
+    fail("model check failed");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    platform_set_fake_time(fake_now);
+    kel_dt_set_output(1, nullptr);
+    // Every trace line is formatted (and thrown away): the formats take the
+    // fuzzed values too.
+    kel_dt_configure(getenv("LLDPMIB_FUZZ_TRACE") ? getenv("LLDPMIB_FUZZ_TRACE") : "all");
+    raw_topology = lldpmib_test::topology_json(*fuzz_topology());
+    build_records();
+    strict_order = getenv("LLDPMIB_FUZZ_STRICT_ORDER") != nullptr;
+    if (const char* dir = getenv("LLDPMIB_FUZZ_SEEDS")) {
+        load_raw_topology();
+        init_lldpmib(nullptr, 1);
+        write_seeds(dir);
+        init_lldpmib(nullptr, 0);
+        write_model_seeds(dir);
+        exit(0);
+    }
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size == 0) return 0;
+    if (data[0] & 1)
+        raw_input(data + 1, size - 1);
+    else
+        model_input(data + 1, size - 1);
     return 0;
 }

@@ -1,0 +1,199 @@
+// Model-based tests: for a topology that does not change, every GET and
+// GET-NEXT through the method routines answers what the sorted table of all
+// served bindings (the reference model, read from the topology text) answers,
+// whatever came before, from several managers interleaved, with the clock
+// moving less and more than a snapshot's second between requests; and the
+// module never holds more record copies than the topology has records.
+//
+// LLDPMIB_MODEL_SEQUENCES (default 6000) and LLDPMIB_MODEL_SEED (default
+// 1100) set how many random sequences run and the first one's seed; sequence
+// i uses seed + i, so a failure reported for seed S reruns alone with
+// LLDPMIB_MODEL_SEED=S LLDPMIB_MODEL_SEQUENCES=1.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "kel_dt.h"
+#include "lldp_client.h"
+#include "lldpmib.h"
+#include "mib_walker.h"
+#include "model_driver.h"
+#include "platform_fault.h"
+#include "platform_sys.h"
+#include "reference_model.h"
+
+namespace lldpmib_test {
+namespace {
+
+uint64_t env_number(const char* name, uint64_t dflt) {
+    const char* v = getenv(name);
+    return v && *v ? std::strtoull(v, nullptr, 0) : dflt;
+}
+
+std::string read_example(const std::string& name) {
+    std::ifstream in(std::string(LLDPMIB_EXAMPLES_DIR) + "/" + name);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+RefTopology reference_of(const std::string& json) {
+    std::string err;
+    auto ref = reference_model(json, &err);
+    EXPECT_TRUE(ref) << err;
+    return ref ? *ref : RefTopology{};
+}
+
+class ModelBasedTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        kel_dt_configure("");
+        platform_fault_reset();
+    }
+    void TearDown() override { platform_fault_reset(); }
+};
+
+TEST_F(ModelBasedTest, RandomSequencesAnswerAsTheReference) {
+    const uint64_t count = env_number("LLDPMIB_MODEL_SEQUENCES", 6000);
+    const uint64_t base = env_number("LLDPMIB_MODEL_SEED", 1100);
+    size_t failures = 0, requests = 0;
+    std::string reports;
+    for (uint64_t i = 0; i < count; ++i) {
+        const uint64_t seed = base + i;
+        std::mt19937_64 rng(seed);
+        ModelCase c;
+        c.topology = random_topology(rng);
+        std::string err;
+        auto ref = reference_model(c.topology, &err);
+        ASSERT_TRUE(ref) << "seed " << seed << ": " << err << "\n" << c.topology;
+        c.requests = random_requests(*ref, rng, 60);
+        requests += c.requests.size();
+        ModelOutcome o = run_case(c, *ref);
+        if (o.ok) continue;
+        if (++failures <= 3)
+            reports += failure_report("sequence seed " + std::to_string(seed) + " (rerun: LLDPMIB_MODEL_SEED=" +
+                                          std::to_string(seed) + " LLDPMIB_MODEL_SEQUENCES=1)",
+                                      c, *ref) + "\n";
+    }
+    EXPECT_EQ(0u, failures) << failures << " of " << count << " sequences (" << requests
+                            << " requests) failed; the first ones, shrunk:\n" << reports;
+}
+
+// Single clean walks of the example topologies give the reference, in order.
+class ExampleWalk : public ModelBasedTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(ExampleWalk, WalkEqualsTheReference) {
+    const std::string json = read_example(GetParam());
+    RefTopology ref = reference_of(json);
+    ModelCase c{json, {}};
+    ModelRequest walk;
+    walk.kind = ModelRequest::Walk;
+    walk.name = ref_oids::mib_root();
+    c.requests.assign(ref.mib.size() + 1, walk);
+    std::vector<std::string> transcript;
+    ModelOutcome o = run_case(c, ref, &transcript);
+    EXPECT_TRUE(o.ok) << o.message << "\n" << failure_report(GetParam(), c, ref);
+}
+
+INSTANTIATE_TEST_SUITE_P(Examples, ExampleWalk,
+                         ::testing::Values("default.json", "neighbours.json", "tlvs.json",
+                                           "decreasing-timemarks.json", "lldp-disabled.json"),
+                         [](const auto& info) {
+                             std::string n = info.param;
+                             n = n.substr(0, n.find('.'));
+                             std::erase(n, '-');
+                             return n;
+                         });
+
+// Time marks 500, 300 on port 1; 200, 900 on port 2; 100 on port 3: a walk
+// of lldpRemSysName sees every neighbour once, in (time mark, port, index) order.
+TEST_F(ModelBasedTest, DecreasingTimeMarksWalkSeesEveryNeighbourOnce) {
+    const std::string json = read_example("decreasing-timemarks.json");
+    RefTopology ref = reference_of(json);
+    platform_set_identity(ref.router_type, ref.node_id);
+    char err[256] = "";
+    ASSERT_EQ(0, lldp_client_use_topology_text(json.c_str(), "decreasing-timemarks.json", err, sizeof err)) << err;
+    init_lldpmib(nullptr, 1);
+    const RefOid col = ref_oids::column(ref_oids::rem_entry(), 9);
+    std::vector<std::string> seen;
+    lldpmib_router().walk(mib_router::Oid(col.begin(), col.end()), [&](const mib_router::Binding& b) {
+        seen.push_back(mib_router::format(b));
+        return true;
+    });
+    init_lldpmib(nullptr, 0);
+    const std::string p = "1.0.8802.1.1.2.1.4.1.1.9.";
+    auto text = [](const char* s) {
+        std::string h;
+        char buf[3];
+        for (; *s; ++s) snprintf(buf, sizeof buf, "%02x", static_cast<unsigned char>(*s)), h += buf;
+        return h;
+    };
+    EXPECT_EQ((std::vector<std::string>{p + "100.3.1 OCTETS " + text("host-c1"),
+                                        p + "200.2.1 OCTETS " + text("host-b1"),
+                                        p + "300.1.2 OCTETS " + text("host-a2"),
+                                        p + "500.1.1 OCTETS " + text("host-a1"),
+                                        p + "900.2.2 OCTETS " + text("host-b2")}),
+              seen);
+}
+
+// 1,000 walks of each table in one process, the clock moving between them by
+// nothing or a second: no table keeps more copies than its records.
+TEST_F(ModelBasedTest, ThousandWalksPerTableKeepCopiesWithinTheRecords) {
+    const std::string json = read_example("default.json");
+    RefTopology ref = reference_of(json);
+    platform_set_identity(ref.router_type, ref.node_id);
+    char err[256] = "";
+    ASSERT_EQ(0, lldp_client_use_topology_text(json.c_str(), "default.json", err, sizeof err)) << err;
+    init_lldpmib(nullptr, 1);
+    struct table {
+        RefOid entry;
+        const char* copy;
+        const char* free_op;
+        size_t records;
+    };
+    const std::vector<table> tables{
+        {ref_oids::loc_port_entry(), "lldp_client_copy_interface_td", "lldp_client_free_interface_td", ref.ports},
+        {ref_oids::loc_man_addr_entry(), "lldp_client_copy_local_ma_td", "lldp_client_free_local_ma_td",
+         ref.local_records},
+        {ref_oids::rem_entry(), "lldp_client_copy_neighbor_td", "lldp_client_free_neighbor_td", ref.neighbors},
+        {ref_oids::rem_man_addr_entry(), "lldp_client_copy_neighbor_td", "lldp_client_free_neighbor_td", ref.neighbors},
+        {ref_oids::rem_unknown_tlv_entry(), "lldp_client_copy_neighbor_td", "lldp_client_free_neighbor_td",
+         ref.neighbors},
+        {ref_oids::rem_org_def_entry(), "lldp_client_copy_neighbor_td", "lldp_client_free_neighbor_td", ref.neighbors},
+    };
+    auto live = [](const table& t) {
+        return static_cast<int64_t>(platform_fault_calls(t.copy)) - static_cast<int64_t>(platform_fault_calls(t.free_op));
+    };
+    time_t now = 2100000000;
+    for (const table& t : tables) {
+        std::vector<std::string> want;
+        for (auto it = ref.mib.lower_bound(t.entry); it != ref.mib.end(); ++it) {
+            if (!std::equal(t.entry.begin(), t.entry.end(), it->first.begin())) break;
+            want.push_back(ref_oid_text(it->first) + " " + ref_value_text(it->second));
+        }
+        const int64_t before = live(t);
+        int64_t most = 0;
+        for (int w = 0; w < 1000; ++w) {
+            now += w % 3 == 0 ? 1 : 0;
+            platform_set_fake_time(now);
+            std::vector<std::string> got;
+            lldpmib_router().walk(mib_router::Oid(t.entry.begin(), t.entry.end()), [&](const mib_router::Binding& b) {
+                got.push_back(mib_router::format(b));
+                return true;
+            });
+            if (w == 0 || w == 999) {
+                EXPECT_EQ(want, got) << "walk " << w << " of " << ref_oid_text(t.entry);
+            }
+            most = std::max(most, live(t) - before);
+        }
+        EXPECT_LE(most, static_cast<int64_t>(t.records))
+            << ref_oid_text(t.entry) << ": copies kept after 1,000 walks";
+    }
+    const table& neighbours = tables[2];
+    EXPECT_LE(live(neighbours), static_cast<int64_t>(4 * ref.neighbors));
+    init_lldpmib(nullptr, 0);
+}
+
+}  // namespace
+}  // namespace lldpmib_test

@@ -1,0 +1,585 @@
+#include "model_driver.h"
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "lldp_client.h"
+#include "lldpmib.h"
+#include "mib_router.h"
+#include "mib_walker.h"
+#include "platform_fault.h"
+#include "platform_sys.h"
+
+namespace lldpmib_test {
+
+namespace {
+
+using ojson = nlohmann::ordered_json;
+using rng_t = std::mt19937_64;
+
+constexpr uint32_t kMaxIndex = 2147483647u;  // ports, remote indexes, TLV indexes
+constexpr uint32_t kMaxSub = 4294967295u;
+
+uint64_t pick(rng_t& r, uint64_t n) { return n ? r() % n : 0; }
+bool chance(rng_t& r, unsigned percent) { return pick(r, 100) < percent; }
+template <typename T>
+T one_of(rng_t& r, std::initializer_list<T> v) {
+    return *(v.begin() + pick(r, v.size()));
+}
+
+std::string hex_of(const std::vector<uint8_t>& b) {
+    static const char* d = "0123456789abcdef";
+    std::string s;
+    for (uint8_t x : b) s += {d[x >> 4], d[x & 15]};
+    return s;
+}
+
+std::vector<uint8_t> random_bytes(rng_t& r, size_t lo, size_t hi) {
+    std::vector<uint8_t> b(lo + pick(r, hi - lo + 1));
+    for (auto& x : b) x = static_cast<uint8_t>(r());
+    return b;
+}
+
+std::string random_text(rng_t& r, size_t lo, size_t hi) {
+    static const char* chars = "abcdefghijklmnopqrstuvwxyz0123456789-./ ABCXYZ";
+    std::string s(lo + pick(r, hi - lo + 1), 'a');
+    for (auto& c : s) c = chars[pick(r, 46)];
+    return s;
+}
+
+// A byte field, either form.
+ojson bytes_field(rng_t& r, const std::vector<uint8_t>& b) {
+    bool printable = std::all_of(b.begin(), b.end(), [](uint8_t c) { return c >= 0x20 && c < 0x7f; });
+    if (printable && chance(r, 50)) return std::string(b.begin(), b.end());
+    return ojson{{"hex", hex_of(b)}};
+}
+
+// MAC-looking identifiers: the dotted text, raw octets, and 14-character
+// texts that are not MAC text.  None holds more than 12 hex digits in its
+// first 14 characters.
+std::vector<uint8_t> mac_like(rng_t& r) {
+    auto hex = [&] { return "0123456789abcdefABCDEF"[pick(r, 22)]; };
+    std::string s;
+    switch (pick(r, 6)) {
+    case 0:
+    case 1:  // 0011.2233.4455
+        for (int i = 0; i < 14; ++i) s += (i == 4 || i == 9) ? '.' : hex();
+        break;
+    case 2:  // dots elsewhere
+        for (int i = 0; i < 14; ++i) s += (i == 0 || i == 13) ? '.' : hex();
+        break;
+    case 3:  // not hex
+        for (int i = 0; i < 14; ++i) s += (i == 6) ? 'z' : (i == 4 || i == 9) ? '.' : hex();
+        break;
+    case 4:  // fewer digits, more dots
+        for (int i = 0; i < 14; ++i) s += (i % 3 == 0) ? '.' : hex();
+        break;
+    default:
+        return random_bytes(r, 6, 6);
+    }
+    return {s.begin(), s.end()};
+}
+
+ojson random_address(rng_t& r, bool remote) {
+    std::string a;
+    switch (pick(r, 10)) {
+    case 0: a = "0.0.0.0"; break;
+    case 1: a = "::"; break;
+    case 2: a = "255.255.255.255"; break;
+    case 3: a = "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"; break;
+    case 4:
+    case 5:
+    case 6: a = "10.0." + std::to_string(pick(r, 3)) + "." + std::to_string(pick(r, 4)); break;
+    default: a = "2001:db8::" + std::to_string(pick(r, 4)); break;
+    }
+    if (!remote && (a == "0.0.0.0" || a == "::") && chance(r, 70)) a = "192.0.2." + std::to_string(pick(r, 4));
+    ojson o{{"addr", a}};
+    if (chance(r, 60)) o["if_id"] = one_of<uint64_t>(r, {0, 1, 7, 2147483648ull, kMaxSub, pick(r, 100000)});
+    if (remote && chance(r, 20)) o["subtype"] = one_of<uint64_t>(r, {1, 2, 3, 6, 255});
+    return o;
+}
+
+ojson random_oui(rng_t& r) {
+    switch (pick(r, 7)) {
+    case 0: return 0;
+    case 1: return "00:80:c2";
+    case 2: return "00-12-0F";
+    case 3: return "ffffff";
+    case 4: return 0xffffff;
+    case 5: return "00:80:c2";
+    default: return pick(r, 0x1000000);
+    }
+}
+
+ojson random_neighbor(rng_t& r, uint32_t rem_index) {
+    ojson n = ojson::object();
+    if (chance(r, 85))
+        n["time_mark"] = one_of<uint64_t>(r, {0, 1, 100, 300, 500, 2147483648ull, kMaxSub, pick(r, 1000)});
+    n["rem_index"] = rem_index;
+    switch (pick(r, 10)) {
+    case 0: case 1: case 2: case 3: case 4: case 5:
+        n["chassis_id_subtype"] = 4;
+        n["chassis_id"] = bytes_field(r, mac_like(r));
+        break;
+    case 6: case 7:
+        n["chassis_id_subtype"] = 7;
+        n["chassis_id"] = random_text(r, 1, 20);
+        break;
+    default:
+        n["chassis_id_subtype"] = pick(r, 256);
+        n["chassis_id"] = bytes_field(r, random_bytes(r, 1, 20));
+    }
+    switch (pick(r, 4)) {
+    case 0: n["port_id_subtype"] = 3; n["port_id"] = bytes_field(r, mac_like(r)); break;
+    case 1: n["port_id_subtype"] = one_of<int>(r, {0, 4, 7, 255}); n["port_id"] = bytes_field(r, mac_like(r)); break;
+    default: if (chance(r, 50)) n["port_id_subtype"] = 5; n["port_id"] = random_text(r, 1, 12);
+    }
+    if (chance(r, 60)) n["port_desc"] = random_text(r, 0, 10);
+    if (chance(r, 70)) n["sys_name"] = random_text(r, 0, 10);
+    if (chance(r, 50)) n["sys_desc"] = random_text(r, 0, 30);
+    if (chance(r, 60)) n["supported_caps"] = one_of<uint64_t>(r, {0, 4, 20, 0x8000, 0xffff, pick(r, 0x10000)});
+    if (chance(r, 60)) n["enabled_caps"] = one_of<uint64_t>(r, {0, 16, 0x100, 0xffff, pick(r, 0x10000)});
+    ojson addrs = ojson::array(), unknown = ojson::array(), org = ojson::array();
+    for (size_t i = pick(r, 5); i > 0; --i) addrs.push_back(random_address(r, true));
+    for (size_t i = pick(r, 5); i > 0; --i) {
+        ojson t{{"type", one_of<uint64_t>(r, {0, 1, 8, 9, 9, 10, 126, 127, 200, 255, pick(r, 256)})}};
+        if (chance(r, 80)) t["info"] = bytes_field(r, random_bytes(r, 0, 6));
+        unknown.push_back(t);
+    }
+    for (size_t i = pick(r, 5); i > 0; --i) {
+        ojson t{{"oui", random_oui(r)},
+                {"subtype", one_of<uint64_t>(r, {0, 1, 1, 2, 255, pick(r, 256)})},
+                {"index", one_of<uint64_t>(r, {1, 1, 2, kMaxIndex, 1 + pick(r, 1000)})}};
+        if (chance(r, 80)) t["info"] = bytes_field(r, random_bytes(r, 0, 6));
+        org.push_back(t);
+    }
+    if (!addrs.empty() || chance(r, 30)) n["man_addrs"] = addrs;
+    if (!unknown.empty()) n["unknown_tlvs"] = unknown;
+    if (!org.empty()) n["org_def_tlvs"] = org;
+    return n;
+}
+
+// Distinct values drawn from a pool of boundary and random values.
+std::vector<uint32_t> distinct(rng_t& r, size_t n, std::initializer_list<uint32_t> pool) {
+    std::set<uint32_t> seen;
+    std::vector<uint32_t> out;
+    while (out.size() < n) {
+        uint32_t v = chance(r, 60) ? one_of(r, pool) : 1 + static_cast<uint32_t>(pick(r, 50));
+        if (seen.insert(v).second) out.push_back(v);
+    }
+    return out;
+}
+
+const std::vector<RefOid>& served_columns() {
+    using namespace ref_oids;
+    static const std::vector<RefOid> cols = [] {
+        std::vector<RefOid> v;
+        for (uint32_t c = 1; c <= 6; ++c) v.push_back(column(local_system(), c));
+        for (uint32_t c = 2; c <= 4; ++c) v.push_back(column(loc_port_entry(), c));
+        for (uint32_t c = 3; c <= 6; ++c) v.push_back(column(loc_man_addr_entry(), c));
+        for (uint32_t c = 4; c <= 12; ++c) v.push_back(column(rem_entry(), c));
+        for (uint32_t c = 3; c <= 5; ++c) v.push_back(column(rem_man_addr_entry(), c));
+        v.push_back(column(rem_unknown_tlv_entry(), 2));
+        v.push_back(column(rem_org_def_entry(), 4));
+        return v;
+    }();
+    return cols;
+}
+
+const std::vector<RefOid>& walk_roots() {
+    using namespace ref_oids;
+    static const std::vector<RefOid> roots{mib_root(),         mib_root(),
+                                           local_system(),     loc_port_entry(),
+                                           loc_man_addr_entry(), rem_entry(),
+                                           rem_entry(),        rem_man_addr_entry(),
+                                           rem_unknown_tlv_entry(), rem_org_def_entry(),
+                                           column(rem_entry(), 9), column(rem_man_addr_entry(), 4)};
+    return roots;
+}
+
+uint32_t boundary(rng_t& r, uint32_t x) {
+    return one_of<uint32_t>(r, {0, 1, kMaxIndex, kMaxIndex + 1u, kMaxSub, x + 1, x - 1, 9, 126, 127, 255, 256});
+}
+
+mib_router::Oid to_router(const RefOid& o) { return mib_router::Oid(o.begin(), o.end()); }
+
+RefValue from_binding(const mib_router::Binding& b) {
+    RefValue v;
+    v.type = b.type;
+    if (b.type == RefValue::Integer) v.integer = b.integer;
+    if (b.type == RefValue::Octets) v.octets = b.octets;
+    if (b.type == RefValue::ObjectId) v.oid = RefOid(b.oid.begin(), b.oid.end());
+    return v;
+}
+
+std::string binding_text(const RefOid& name, const RefValue& v) {
+    return ref_oid_text(name) + " " + ref_value_text(v);
+}
+
+struct copy_counts {
+    int64_t neighbors, interfaces, local_mas;
+};
+
+copy_counts live_copies() {
+    auto live = [](const char* copy, const char* free_op) {
+        return static_cast<int64_t>(platform_fault_calls(copy)) - static_cast<int64_t>(platform_fault_calls(free_op));
+    };
+    return {live("lldp_client_copy_neighbor_td", "lldp_client_free_neighbor_td"),
+            live("lldp_client_copy_interface_td", "lldp_client_free_interface_td"),
+            live("lldp_client_copy_local_ma_td", "lldp_client_free_local_ma_td")};
+}
+
+time_t fake_now = 2000000000;
+
+void move_clock(time_t seconds) {
+    fake_now += seconds;
+    platform_set_fake_time(fake_now);
+}
+
+// After a case: every snapshot stale, then one missing GET per table, so that
+// each table drops what it kept (best effort: copies a table keeps anyway do
+// not count against the next case, which counts from its own start).
+void drain(const RefTopology& ref) {
+    using namespace ref_oids;
+    move_clock(1000);
+    const std::vector<RefOid> names{
+        {3, 0}, {kMaxIndex - 7}, {1, 4, 127, 0, 0, 9}, {kMaxSub - 3, 1, 1},
+        {kMaxSub - 3, 1, 1, 1, 4, 127, 0, 0, 9}, {kMaxSub - 3, 1, 1, 9}, {kMaxSub - 3, 1, 1, 0, 0, 0, 1, 1}};
+    const std::vector<RefOid> cols{column(local_system(), 1), column(loc_port_entry(), 2),
+                                   column(loc_man_addr_entry(), 3), column(rem_entry(), 4),
+                                   column(rem_man_addr_entry(), 3), column(rem_unknown_tlv_entry(), 2),
+                                   column(rem_org_def_entry(), 4)};
+    for (size_t i = 0; i < cols.size(); ++i) {
+        RefOid name = cols[i];
+        name.insert(name.end(), names[i].begin(), names[i].end());
+        if (ref.mib.count(name)) continue;
+        mib_router::Binding b;
+        lldpmib_router().get(to_router(name), &b);
+    }
+}
+
+}  // namespace
+
+std::string random_topology(rng_t& r) {
+    ojson t = ojson::object();
+    if (chance(r, 12)) t["router_type"] = one_of<uint64_t>(r, {7, 8, 18, 19, 0, 6, kMaxSub});
+    if (chance(r, 12)) t["node_id"] = one_of<uint64_t>(r, {0, 2, 12345, kMaxSub});
+    if (chance(r, 15)) {
+        bool e = chance(r, 50), n = !e && chance(r, 50);
+        t["lldp"] = {{"enabled", e}, {"node_enabled", n}};
+    } else if (chance(r, 30)) {
+        t["lldp"] = {{"enabled", true}, {"node_enabled", chance(r, 50)}};
+    }
+    ojson local = ojson::object();
+    switch (pick(r, 20)) {
+    case 0: local["chassis_id_subtype"] = one_of<int>(r, {0, 5, 255}); local["chassis_id"] = random_text(r, 1, 16); break;
+    case 1: case 2: case 3: case 4: case 5: case 6: case 7:
+        local["chassis_id_subtype"] = 7; local["chassis_id"] = random_text(r, 1, 16); break;
+    default: {
+        auto mac = mac_like(r);
+        bool text = std::all_of(mac.begin(), mac.end(), [](uint8_t c) { return c >= 0x20 && c < 0x7f; });
+        local["chassis_id"] = text ? std::string(mac.begin(), mac.end()) : hex_of(mac);
+        if (chance(r, 50)) local["chassis_id_subtype"] = 4;
+    }
+    }
+    if (chance(r, 70)) local["sys_name"] = random_text(r, 0, 12);
+    if (chance(r, 50)) local["sys_desc"] = random_text(r, 0, 30);
+    if (chance(r, 60)) local["supported_caps"] = one_of<uint64_t>(r, {0, 20, 0x100, 0xffff, pick(r, 0x10000)});
+    if (chance(r, 60)) local["enabled_caps"] = one_of<uint64_t>(r, {0, 16, 0x8001, pick(r, 0x10000)});
+    t["local"] = local;
+
+    ojson locals = ojson::array();
+    for (size_t i = pick(r, 4); i > 0; --i) {
+        ojson addrs = ojson::array();
+        for (size_t k = 1 + pick(r, 3); k > 0; --k) addrs.push_back(random_address(r, false));
+        locals.push_back({{"addrs", addrs}});
+    }
+    if (!locals.empty() || chance(r, 50)) t["local_man_addrs"] = locals;
+
+    ojson ports = ojson::array();
+    for (uint32_t num : distinct(r, pick(r, 6), {1, 2, 3, 5, 7, 100, kMaxIndex})) {
+        ojson p{{"port_num", num}};
+        if (chance(r, 40)) p["port_id_subtype"] = one_of<int>(r, {0, 3, 5, 7, 255});
+        p["port_id"] = chance(r, 3) ? random_text(r, 256, 300) : random_text(r, 1, 12);
+        if (chance(r, 60)) p["port_desc"] = random_text(r, 0, 20);
+        ojson ns = ojson::array();
+        size_t count = chance(r, 30) ? 0 : 1 + pick(r, 4);
+        for (uint32_t idx : distinct(r, count, {1, 2, 3, 10, 1000, kMaxIndex})) ns.push_back(random_neighbor(r, idx));
+        if (!ns.empty() || chance(r, 50)) p["neighbors"] = ns;
+        ports.push_back(p);
+    }
+    t["ports"] = ports;
+    return t.dump();
+}
+
+RefOid random_name(const RefMib& mib, rng_t& r) {
+    RefOid name;
+    if (!mib.empty() && chance(r, 65)) {
+        auto it = mib.begin();
+        std::advance(it, pick(r, mib.size()));
+        name = it->first;
+    } else {
+        name = served_columns()[pick(r, served_columns().size())];
+        for (size_t i = pick(r, 12); i > 0; --i) name.push_back(chance(r, 70) ? static_cast<uint32_t>(pick(r, 12)) : boundary(r, 0));
+    }
+    size_t object_len = name.size() > 9 && name[6] == 1 && name[7] == 3 && name[8] <= 6 ? 9 : 11;
+    switch (pick(r, 9)) {
+    case 0:
+    case 1: break;  // as it is
+    case 2:         // a prefix
+        name.resize(1 + pick(r, name.size()));
+        break;
+    case 3:  // one sub-identifier of the instance at or past its range
+    case 4:
+        if (name.size() > object_len) {
+            size_t at = object_len + pick(r, name.size() - object_len);
+            name[at] = boundary(r, name[at]);
+        }
+        break;
+    case 5:  // too long
+        for (size_t i = 1 + pick(r, 3); i > 0; --i) name.push_back(chance(r, 50) ? 0 : boundary(r, 1));
+        break;
+    case 6:  // too short
+        name.resize(name.size() - std::min<size_t>(name.size() - 1, 1 + pick(r, 3)));
+        break;
+    case 7: {  // a bad string length in an address index
+        size_t at = name.size() > 15 && name[7] == 4 && name[8] == 2   ? 15
+                    : name.size() > 12 && name[7] == 3 && name[8] == 8 ? 12
+                                                                       : 0;
+        if (at && at < name.size())
+            name[at] = one_of<uint32_t>(r, {0, 3, 5, 15, 17, 200, kMaxSub});
+        break;
+    }
+    default:  // a neighbouring column
+        if (name.size() > 10) name[10] = one_of<uint32_t>(r, {0, 1, 2, 3, 13, kMaxSub});
+    }
+    if (name.size() > mib_router::kMaxOidLen) name.resize(mib_router::kMaxOidLen);
+    return name;
+}
+
+std::vector<ModelRequest> random_requests(const RefTopology& ref, rng_t& r, size_t max_requests) {
+    const uint32_t managers = 1 + static_cast<uint32_t>(pick(r, 4));
+    std::vector<bool> walker(managers);
+    std::vector<RefOid> root(managers);
+    for (uint32_t m = 0; m < managers; ++m) {
+        walker[m] = chance(r, 60);
+        root[m] = walk_roots()[pick(r, walk_roots().size())];
+    }
+    std::vector<ModelRequest> out(5 + pick(r, max_requests > 5 ? max_requests - 4 : 1));
+    for (auto& q : out) {
+        q.manager = static_cast<uint32_t>(pick(r, managers));
+        uint64_t c = pick(r, 100);
+        q.clock_step = c < 75 ? 0 : c < 90 ? 1 : c < 98 ? 2 : 100;
+        if (walker[q.manager] && chance(r, 85)) {
+            q.kind = ModelRequest::Walk;
+            if (chance(r, 3)) root[q.manager] = walk_roots()[pick(r, walk_roots().size())];
+            q.name = root[q.manager];
+        } else {
+            q.kind = chance(r, 40) ? ModelRequest::Get : ModelRequest::Next;
+            q.name = random_name(ref.mib, r);
+        }
+    }
+    return out;
+}
+
+std::string request_text(const ModelRequest& q) {
+    std::string s = "m" + std::to_string(q.manager) + " +" + std::to_string(q.clock_step) + "s ";
+    switch (q.kind) {
+    case ModelRequest::Get: return s + "GET " + ref_oid_text(q.name);
+    case ModelRequest::Next: return s + "GET-NEXT " + ref_oid_text(q.name);
+    case ModelRequest::Walk: return s + "WALK " + ref_oid_text(q.name);
+    }
+    return s;
+}
+
+ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<std::string>* transcript) {
+    ModelOutcome out;
+    unsetenv("ENKT_ACTIVE");
+    move_clock(1000);  // whatever an earlier case left is stale
+    platform_set_identity(ref.router_type, ref.node_id);
+    char err[512] = "";
+    if (lldp_client_use_topology_text(c.topology.c_str(), "model", err, sizeof err) != 0) {
+        out.ok = false;
+        out.message = std::string("topology refused: ") + err;
+        return out;
+    }
+    init_lldpmib(nullptr, 1);
+    const copy_counts base = live_copies();
+    static const bool check_copies = !getenv("LLDPMIB_MODEL_NO_COPY_CHECK");
+    const auto& router = lldpmib_router();
+
+    std::vector<RefOid> cursor(8), cursor_root(8);  // each manager's walk
+    for (size_t i = 0; i < c.requests.size() && out.ok; ++i) {
+        const ModelRequest& q = c.requests[i];
+        move_clock(q.clock_step);
+        const uint32_t m = q.manager % 8;
+        RefOid asked = q.name;
+        if (q.kind == ModelRequest::Walk) {
+            if (cursor_root[m] != q.name || cursor[m].empty()) cursor[m] = q.name;
+            cursor_root[m] = q.name;
+            asked = cursor[m];
+        }
+        out.asked.push_back(asked);
+        std::string line = request_text(q);
+        if (q.kind == ModelRequest::Walk) line += ": GET-NEXT " + ref_oid_text(asked);
+        std::string got, want;
+        mib_router::Binding b;
+        if (q.kind == ModelRequest::Get) {
+            bool found = router.get(to_router(asked), &b) == mib_router::GetResult::Found;
+            got = found ? binding_text(RefOid(b.name.begin(), b.name.end()), from_binding(b)) : "no binding";
+            const RefValue* v = ref_get(ref.mib, asked);
+            want = v ? binding_text(asked, *v) : "no binding";
+        } else {
+            bool found = router.next(to_router(asked), &b);
+            RefOid name(b.name.begin(), b.name.end());
+            got = found ? binding_text(name, from_binding(b)) : "end of MIB";
+            auto it = ref_next(ref.mib, asked);
+            want = it != ref.mib.end() ? binding_text(it->first, it->second) : "end of MIB";
+            if (q.kind == ModelRequest::Walk) {
+                bool inside = found && name.size() >= q.name.size() &&
+                              std::equal(q.name.begin(), q.name.end(), name.begin());
+                cursor[m] = inside ? name : RefOid{};
+            }
+        }
+        line += " -> " + got;
+        if (got != want) {
+            out.ok = false;
+            out.message = "request " + std::to_string(i + 1) + " (" + request_text(q) + "): asked " +
+                          ref_oid_text(asked) + ", got " + got + ", want " + want;
+            line += "   <== WRONG, want " + want;
+        }
+        const copy_counts now = live_copies();
+        const int64_t n = now.neighbors - base.neighbors, f = now.interfaces - base.interfaces,
+                      l = now.local_mas - base.local_mas;
+        if (out.ok && check_copies && (n > static_cast<int64_t>(4 * ref.neighbors) || f > static_cast<int64_t>(ref.ports) ||
+                       l > static_cast<int64_t>(ref.local_records))) {
+            out.ok = false;
+            out.message = "request " + std::to_string(i + 1) + " (" + request_text(q) +
+                          "): live copies neighbours " + std::to_string(n) + " (at most " +
+                          std::to_string(4 * ref.neighbors) + "), interfaces " + std::to_string(f) +
+                          " (at most " + std::to_string(ref.ports) + "), local addresses " +
+                          std::to_string(l) + " (at most " + std::to_string(ref.local_records) + ")";
+            line += "   <== TOO MANY COPIES: " + out.message;
+        }
+        if (!out.ok) out.failed_at = i;
+        if (transcript) transcript->push_back(line);
+    }
+    drain(ref);
+    init_lldpmib(nullptr, 0);
+    return out;
+}
+
+ModelCase shrink_case(const ModelCase& original, const RefTopology& ref) {
+    ModelCase best = original;
+    ModelOutcome o = run_case(best, ref);
+    if (o.ok) return best;
+    best.requests.resize(o.failed_at + 1);
+    size_t budget = 4000;
+    auto try_case = [&](const ModelCase& c) {
+        if (budget == 0 || c.requests.empty()) return false;
+        --budget;
+        ModelOutcome r = run_case(c, ref);
+        if (r.ok) return false;
+        best = c;
+        best.requests.resize(r.failed_at + 1);
+        return true;
+    };
+    // Walk steps become the GET-NEXT they made, so that they can go alone.
+    {
+        ModelCase c = best;
+        for (size_t i = 0; i < c.requests.size(); ++i) {
+            if (c.requests[i].kind != ModelRequest::Walk) continue;
+            c.requests[i].kind = ModelRequest::Next;
+            c.requests[i].name = o.asked[i];
+        }
+        try_case(c);
+    }
+    // Whole managers first.
+    for (uint32_t m = 0; m < 8; ++m) {
+        ModelCase c = best;
+        std::erase_if(c.requests, [&](const ModelRequest& q) { return q.manager == m; });
+        if (c.requests.size() != best.requests.size()) try_case(c);
+    }
+    // Then runs of requests, halving their length.
+    for (size_t chunk = std::max<size_t>(1, best.requests.size() / 2);; chunk /= 2) {
+        for (size_t at = 0; at < best.requests.size();) {
+            ModelCase c = best;
+            size_t end = std::min(at + chunk, c.requests.size());
+            c.requests.erase(c.requests.begin() + static_cast<ptrdiff_t>(at), c.requests.begin() + static_cast<ptrdiff_t>(end));
+            if (!try_case(c)) at += chunk;
+        }
+        if (chunk == 1) break;
+    }
+    // Then the clock: no move, or a move of one second, where that still fails.
+    for (size_t i = 0; i < best.requests.size(); ++i) {
+        for (uint32_t step : {0u, 1u, 2u}) {
+            if (best.requests[i].clock_step <= step) break;
+            ModelCase c = best;
+            c.requests[i].clock_step = step;
+            if (try_case(c)) break;
+        }
+    }
+    return best;
+}
+
+std::string failure_report(const std::string& title, const ModelCase& original, const RefTopology& ref) {
+    ModelCase shrunk = shrink_case(original, ref);
+    std::vector<std::string> transcript;
+    ModelOutcome o = run_case(shrunk, ref, &transcript);
+    std::string s = title + "\n  topology: " + shrunk.topology + "\n  " + o.message + "\n  shrunk from " +
+                    std::to_string(original.requests.size()) + " to " + std::to_string(shrunk.requests.size()) +
+                    " requests (mN = manager N, +Ns = clock moved before the request):\n";
+    for (size_t i = 0; i < transcript.size(); ++i) s += "    " + std::to_string(i + 1) + ". " + transcript[i] + "\n";
+    return s;
+}
+
+ModelCase case_from_bytes(const uint8_t* data, size_t size) {
+    struct reader {
+        const uint8_t* p;
+        size_t left;
+        uint8_t byte() {
+            if (!left) return 0;
+            --left;
+            return *p++;
+        }
+        uint32_t sub_id() {
+            uint8_t b = byte();
+            if (b < 0xF0) return b;
+            uint32_t v = 0;
+            for (int i = 0; i < 4; ++i) v |= uint32_t{byte()} << (8 * i);
+            return v;
+        }
+    } in{data, size};
+    uint64_t seed = 0;
+    for (int i = 0; i < 4; ++i) seed = seed << 8 | in.byte();
+    rng_t topo_rng(seed);
+    ModelCase c;
+    c.topology = random_topology(topo_rng);
+    std::string err;
+    auto ref = reference_model(c.topology, &err);
+    // Request records: head (kind, manager, clock), source, then the source's bytes.
+    static const uint32_t kSteps[4] = {0, 1, 2, 100};
+    while (in.left && c.requests.size() < 64) {
+        uint8_t head = in.byte(), source = in.byte();
+        ModelRequest q;
+        q.kind = static_cast<ModelRequest::Kind>((head & 3) % 3);
+        q.manager = (head >> 2) & 3;
+        q.clock_step = kSteps[(head >> 4) & 3];
+        if (q.kind == ModelRequest::Walk) {
+            q.name = walk_roots()[source % walk_roots().size()];
+        } else if (head & 0x40) {  // raw: a served column and sub-identifiers
+            q.name = served_columns()[source % served_columns().size()];
+            for (uint8_t n = in.byte() % 24; n > 0 && in.left; --n) q.name.push_back(in.sub_id());
+        } else {  // a scattered name from a small generator
+            rng_t r(uint64_t{source} << 8 | in.byte());
+            q.name = random_name(ref ? ref->mib : RefMib{}, r);
+        }
+        c.requests.push_back(std::move(q));
+    }
+    return c;
+}
+
+}  // namespace lldpmib_test
