@@ -74,7 +74,8 @@ TEST_F(ModelBasedTest, RandomSequencesAnswerAsTheReference) {
         if (++failures <= 3)
             reports += failure_report("sequence seed " + std::to_string(seed) + " (rerun: LLDPMIB_MODEL_SEED=" +
                                           std::to_string(seed) + " LLDPMIB_MODEL_SEQUENCES=1)",
-                                      c, *ref) + "\n";
+                                      c, *ref) +
+                       "  first run: " + o.message + "\n";
     }
     EXPECT_EQ(0u, failures) << failures << " of " << count << " sequences (" << requests
                             << " requests) failed; the first ones, shrunk:\n" << reports;

@@ -316,7 +316,9 @@ std::optional<RefTopology> reference_model(const std::string& text, std::string*
         const json& ports = field_array(t, "ports");
         const json& locals = field_array(t, "local_man_addrs");
         r.ports = ports.size();
-        r.local_records = locals.size();
+        // The local address table fetches a record per address it learns:
+        // its bound is one copy per local address.
+        for (const json& rec : locals) r.local_records += field_array(rec, "addrs").size();
         for (const json& p : ports) r.neighbors += field_array(p, "neighbors").size();
         if (!r.served) return r;
 

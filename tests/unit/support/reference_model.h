@@ -36,7 +36,7 @@ struct RefTopology {
     bool served = true;        // LLDP enabled, or an Orvik router
     size_t ports = 0;          // interface records
     size_t neighbors = 0;      // neighbour records
-    size_t local_records = 0;  // local management address records
+    size_t local_records = 0;  // local management addresses (the local copy bound)
 };
 
 // Parses the topology text; nothing (with *error set) when it is not a

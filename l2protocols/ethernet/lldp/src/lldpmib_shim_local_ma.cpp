@@ -100,14 +100,6 @@ bool client_key_after(lldp_addr_element* key) {
     return false;
 }
 
-// Unspecified addresses make no row.
-bool local_ma_unspecified(const lldp_addr_element* e) {
-    static const uint8_t zero[16] = {};
-    if (e->addr_type == 1) return memcmp(e->addr, zero, 16) == 0;
-    if (e->addr_type == 0) return memcmp(e->addr, zero, 4) == 0;
-    return false;
-}
-
 struct local_ma_row {
     lldp_local_ma_td* record;
     const lldp_addr_element* element;
@@ -134,8 +126,7 @@ void local_ma_index_clear() {
 void local_ma_index_copy(lldpmib_snapshot* s, lldp_local_ma_td* copy) {
     bool added = false;
     for (const lldp_addr_element* e = copy->addrs; e != nullptr; e = e->next)
-        if (!local_ma_unspecified(e))
-            added |= local_ma_rows.rows.emplace(instance_of(e), local_ma_row{copy, e}).second;
+        added |= local_ma_rows.rows.emplace(instance_of(e), local_ma_row{copy, e}).second;
     if (!added) {
         kel_list_remove(s->list, 0, copy);
         lldp_client_free_local_ma_td(copy);

@@ -102,7 +102,9 @@ lldpLocalSystemData_t* lldpmib_shim_local_system_data_get(int serialNum, void* c
                                            MakeOctetStringFromText(bag.chassis_id));
             break;
         default:
-            // Neither a MAC nor a host name: no chassis ID, the subtype as it was.
+            // Neither a MAC nor a host name: no chassis ID, the subtype as
+            // given (never one an earlier answer left).
+            row->lldpLocChassisIdSubtype = bag.chassis_id_subtype;
             break;
     }
 

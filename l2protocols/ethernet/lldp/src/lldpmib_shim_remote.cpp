@@ -113,8 +113,11 @@ bool remote_learn_from(const lldpmib_remote_table* t, uint32_t port) {
         mark_known(s->known_ports, port, kLastPort);
         return true;
     }
-    LLDPMIB_VERBOSE(t->fn, "Next port num to query:%d\n", (int)next);
-    remote_iterate_port(t, next, ifhandle);
+    // A port the snapshot already holds is never iterated twice.
+    if (!ports_known(s->known_ports, next, next)) {
+        LLDPMIB_VERBOSE(t->fn, "Next port num to query:%d\n", (int)next);
+        remote_iterate_port(t, next, ifhandle);
+    }
     mark_known(s->known_ports, port, next);
     return true;
 }
