@@ -7,7 +7,7 @@ import time
 
 import pytest
 
-# parse_snmp is imported from here by other test modules too.
+# parse_snmp, snmp_walk and walker_walk are imported from here by other test modules.
 from conftest import (AGENTX, LLDP_MIB, WALKER, example_topologies, names, parse_snmp,
                       run_walker)
 
@@ -17,6 +17,11 @@ STATISTICS = LLDP_MIB + ".1.2"
 
 def walker_walk(topology=None, root=LLDP_MIB):
     return run_walker("walk", root, topology=topology)
+
+
+def snmp_walk(agent, root=LLDP_MIB, tool="snmpwalk", *extra):
+    """Agent.walk under the name other test modules import from here."""
+    return agent.walk(root, tool, *extra)
 
 
 def test_walk_equals_the_in_process_walker(agent):
