@@ -152,6 +152,20 @@ class Agent:
             raise AssertionError(f"{' '.join(cmd)} failed ({r.returncode}): {r.stderr}")
         return r
 
+    def walk(self, root=LLDP_MIB, tool="snmpwalk", *extra):
+        """Served bindings under root, as walker lines."""
+        r = self.snmp(tool, *extra, root)
+        assert "OID not increasing" not in r.stderr, r.stderr
+        return [l for l in parse_snmp(r.stdout)
+                if not l.endswith(("NOSUCHOBJECT", "NOSUCHINSTANCE", "ENDOFMIBVIEW"))]
+
+    def ask(self, tool, oids, batch=20):
+        """snmpget / snmpgetnext of every name, batch names per request."""
+        out = []
+        for i in range(0, len(oids), batch):
+            out += parse_snmp(self.snmp(tool, *oids[i:i + batch]).stdout)
+        return out
+
 
 def run_walker(*args, topology=None):
     cmd = [str(WALKER)]
@@ -160,6 +174,45 @@ def run_walker(*args, topology=None):
     r = subprocess.run(cmd + list(args), capture_output=True, text=True, timeout=60)
     assert r.returncode == 0, f"{' '.join(cmd + list(args))}: {r.stderr}"
     return r.stdout.splitlines()
+
+
+def parse_snmp(text):
+    """net-snmp output (-On -Ox -Oe) as walker lines: '<oid> <TYPE> <value>'.
+
+    Long hex strings continue on following lines; a record starts with '.'."""
+    records = []
+    for line in text.splitlines():
+        if line.startswith(".") and " = " in line:
+            records.append(line)
+        elif records and line.strip():
+            records[-1] += " " + line.strip()
+    lines = []
+    for rec in records:
+        name, value = rec.split(" = ", 1)
+        name = name[1:]
+        value = value.strip()
+        if value.startswith("INTEGER: "):
+            lines.append(f"{name} INTEGER {value[len('INTEGER: '):]}")
+        elif value.startswith("Hex-STRING: "):
+            hexes = value[len("Hex-STRING: "):].split()
+            lines.append(f"{name} OCTETS {''.join(hexes).lower()}")
+        elif value == '""':
+            lines.append(f"{name} OCTETS ")
+        elif value.startswith("OID: "):
+            lines.append(f"{name} OID {value[len('OID: '):].lstrip('.')}")
+        elif value.startswith("No Such Instance"):
+            lines.append(f"{name} NOSUCHINSTANCE")
+        elif value.startswith("No Such Object"):
+            lines.append(f"{name} NOSUCHOBJECT")
+        elif value.startswith("No more variables"):
+            lines.append(f"{name} ENDOFMIBVIEW")
+        else:
+            raise AssertionError(f"unexpected value: {rec}")
+    return lines
+
+
+def names(lines):
+    return [l.split(" ", 1)[0] for l in lines]
 
 
 @pytest.fixture(scope="session", autouse=True)

@@ -10,8 +10,7 @@ import socket
 import subprocess
 import time
 
-from conftest import BUILD, EXAMPLES, LLDP_MIB, REPO, free_udp_port, run_walker
-from test_agentx import parse_snmp
+from conftest import BUILD, EXAMPLES, LLDP_MIB, REPO, free_udp_port, parse_snmp, run_walker
 
 SCRIPT = REPO / "scripts" / "run-agent.sh"
 

@@ -1,6 +1,7 @@
 // The registry data, the debug flags and the method-routine frame.
 #include <gmock/gmock.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -16,29 +17,184 @@ std::string dotted(const OID& oid) {
     return snmp_oid_to_text(&oid, buf, sizeof buf);
 }
 
-TEST(Registry, ObjectListIsInOidOrderUnderLldpMibWithConsistentColumns) {
-    ASSERT_EQ(27, lldpmib_OidListNum);
-    for (int i = 0; i < lldpmib_OidListNum; i++) {
-        const ObjectInfo& o = lldpmib_OidList[i];
-        SCOPED_TRACE(dotted(o.oid));
-        EXPECT_EQ(0, dotted(o.oid).rfind("1.0.8802.1.1.2.1.", 0));
-        EXPECT_TRUE(o.oid.length == 9 || o.oid.length == 11);
-        // The nominator is the column (or scalar) number minus one.
-        EXPECT_EQ(o.oid.oid_ptr[o.oid.length - 1] - 1, o.nominator);
-        EXPECT_EQ(READ_ONLY_ACCESS, o.access);
-        EXPECT_EQ(readOnly_test, o.test);
-        EXPECT_TRUE(o.value_type == INTEGER_TYPE || o.value_type == OCTET_PRIM_TYPE ||
-                    o.value_type == OBJECT_ID_TYPE);
-        if (i > 0) EXPECT_LT(CmpOID(&lldpmib_OidList[i - 1].oid, &o.oid), 0);
-    }
+// ---- The MIB's identifiers, written once ----
+//
+// NODE: a group or entry, named in the name table.  SERVED: a column or
+// scalar the module serves (INTEGER, OCTETS or OID), with its identifier
+// array.  UNSERVED: a configuration or statistics object with an identifier
+// array but no object record.  Index columns have neither and are left out.
+#define A "1.0.8802.1.1.2"
+// clang-format off
+#define LLDP_MIB(NODE, SERVED, UNSERVED)                                              \
+    NODE(iso, "1")                                                                    \
+    NODE(lldpMIB, A)                                                                  \
+    NODE(lldpNotifications, A ".0")                                                   \
+    NODE(lldpNotificationPrefix, A ".0.0")                                            \
+    NODE(lldpRemTablesChange, A ".0.0.1")                                             \
+    NODE(lldpObjects, A ".1")                                                         \
+    NODE(lldpConfiguration, A ".1.1")                                                 \
+    UNSERVED(lldpMessageTxInterval, A ".1.1.1")                                       \
+    UNSERVED(lldpMessageTxHoldMultiplier, A ".1.1.2")                                 \
+    UNSERVED(lldpReinitDelay, A ".1.1.3")                                             \
+    UNSERVED(lldpTxDelay, A ".1.1.4")                                                 \
+    UNSERVED(lldpNotificationInterval, A ".1.1.5")                                    \
+    NODE(lldpPortConfigEntry, A ".1.1.6.1")                                           \
+    UNSERVED(lldpPortConfigAdminStatus, A ".1.1.6.1.2")                               \
+    UNSERVED(lldpPortConfigNotificationEnable, A ".1.1.6.1.3")                        \
+    UNSERVED(lldpPortConfigTLVsTxEnable, A ".1.1.6.1.4")                              \
+    NODE(lldpConfigManAddrEntry, A ".1.1.7.1")                                        \
+    UNSERVED(lldpConfigManAddrPortsTxEnable, A ".1.1.7.1.1")                          \
+    NODE(lldpStatistics, A ".1.2")                                                    \
+    UNSERVED(lldpStatsRemTablesLastChangeTime, A ".1.2.1")                            \
+    UNSERVED(lldpStatsRemTablesInserts, A ".1.2.2")                                   \
+    UNSERVED(lldpStatsRemTablesDeletes, A ".1.2.3")                                   \
+    UNSERVED(lldpStatsRemTablesDrops, A ".1.2.4")                                     \
+    UNSERVED(lldpStatsRemTablesAgeouts, A ".1.2.5")                                   \
+    NODE(lldpStatsTxPortEntry, A ".1.2.6.1")                                          \
+    UNSERVED(lldpStatsTxPortFramesTotal, A ".1.2.6.1.2")                              \
+    NODE(lldpStatsRxPortEntry, A ".1.2.7.1")                                          \
+    UNSERVED(lldpStatsRxPortFramesDiscardedTotal, A ".1.2.7.1.2")                     \
+    UNSERVED(lldpStatsRxPortFramesErrors, A ".1.2.7.1.3")                             \
+    UNSERVED(lldpStatsRxPortFramesTotal, A ".1.2.7.1.4")                              \
+    UNSERVED(lldpStatsRxPortTLVsDiscardedTotal, A ".1.2.7.1.5")                       \
+    UNSERVED(lldpStatsRxPortTLVsUnrecognizedTotal, A ".1.2.7.1.6")                    \
+    UNSERVED(lldpStatsRxPortAgeoutsTotal, A ".1.2.7.1.7")                             \
+    NODE(lldpLocalSystemData, A ".1.3")                                               \
+    SERVED(lldpLocChassisIdSubtype, A ".1.3.1", INTEGER_TYPE)                         \
+    SERVED(lldpLocChassisId, A ".1.3.2", OCTET_PRIM_TYPE)                             \
+    SERVED(lldpLocSysName, A ".1.3.3", OCTET_PRIM_TYPE)                               \
+    SERVED(lldpLocSysDesc, A ".1.3.4", OCTET_PRIM_TYPE)                               \
+    SERVED(lldpLocSysCapSupported, A ".1.3.5", OCTET_PRIM_TYPE)                       \
+    SERVED(lldpLocSysCapEnabled, A ".1.3.6", OCTET_PRIM_TYPE)                         \
+    NODE(lldpLocPortEntry, A ".1.3.7.1")                                              \
+    SERVED(lldpLocPortIdSubtype, A ".1.3.7.1.2", INTEGER_TYPE)                        \
+    SERVED(lldpLocPortId, A ".1.3.7.1.3", OCTET_PRIM_TYPE)                            \
+    SERVED(lldpLocPortDesc, A ".1.3.7.1.4", OCTET_PRIM_TYPE)                          \
+    NODE(lldpLocManAddrEntry, A ".1.3.8.1")                                           \
+    SERVED(lldpLocManAddrLen, A ".1.3.8.1.3", INTEGER_TYPE)                           \
+    SERVED(lldpLocManAddrIfSubtype, A ".1.3.8.1.4", INTEGER_TYPE)                     \
+    SERVED(lldpLocManAddrIfId, A ".1.3.8.1.5", INTEGER_TYPE)                          \
+    SERVED(lldpLocManAddrOID, A ".1.3.8.1.6", OBJECT_ID_TYPE)                         \
+    NODE(lldpRemoteSystemsData, A ".1.4")                                             \
+    NODE(lldpRemEntry, A ".1.4.1.1")                                                  \
+    SERVED(lldpRemChassisIdSubtype, A ".1.4.1.1.4", INTEGER_TYPE)                     \
+    SERVED(lldpRemChassisId, A ".1.4.1.1.5", OCTET_PRIM_TYPE)                         \
+    SERVED(lldpRemPortIdSubtype, A ".1.4.1.1.6", INTEGER_TYPE)                        \
+    SERVED(lldpRemPortId, A ".1.4.1.1.7", OCTET_PRIM_TYPE)                            \
+    SERVED(lldpRemPortDesc, A ".1.4.1.1.8", OCTET_PRIM_TYPE)                          \
+    SERVED(lldpRemSysName, A ".1.4.1.1.9", OCTET_PRIM_TYPE)                           \
+    SERVED(lldpRemSysDesc, A ".1.4.1.1.10", OCTET_PRIM_TYPE)                          \
+    SERVED(lldpRemSysCapSupported, A ".1.4.1.1.11", OCTET_PRIM_TYPE)                  \
+    SERVED(lldpRemSysCapEnabled, A ".1.4.1.1.12", OCTET_PRIM_TYPE)                    \
+    NODE(lldpRemManAddrEntry, A ".1.4.2.1")                                           \
+    SERVED(lldpRemManAddrIfSubtype, A ".1.4.2.1.3", INTEGER_TYPE)                     \
+    SERVED(lldpRemManAddrIfId, A ".1.4.2.1.4", INTEGER_TYPE)                          \
+    SERVED(lldpRemManAddrOID, A ".1.4.2.1.5", OBJECT_ID_TYPE)                         \
+    NODE(lldpRemUnknownTLVEntry, A ".1.4.3.1")                                        \
+    SERVED(lldpRemUnknownTLVInfo, A ".1.4.3.1.2", OCTET_PRIM_TYPE)                    \
+    NODE(lldpRemOrgDefInfoEntry, A ".1.4.4.1")                                        \
+    SERVED(lldpRemOrgDefInfo, A ".1.4.4.1.4", OCTET_PRIM_TYPE)                        \
+    NODE(lldpExtensions, A ".1.5")
+// clang-format on
+
+}  // namespace
+
+#define DECLARE_NONE(name, dotted)
+#define DECLARE_ID(name, dotted, ...) extern "C" const uint32_t ID##name[];
+LLDP_MIB(DECLARE_NONE, DECLARE_ID, DECLARE_ID)
+
+namespace {
+
+struct MibOid {
+    const char* name;
+    const char* dotted;
+    bool node;           // named in the name table
+    const uint32_t* id;  // the identifier array, or null
+    int served_type;     // the object record's value type; 0: not served
+};
+
+#define AS_NODE(name, dotted) {#name, dotted, true, nullptr, 0},
+#define AS_SERVED(name, dotted, type) {#name, dotted, false, ID##name, type},
+#define AS_UNSERVED(name, dotted) {#name, dotted, false, ID##name, 0},
+const MibOid kMib[] = {LLDP_MIB(AS_NODE, AS_SERVED, AS_UNSERVED)};
+
+const MibOid* by_dotted(const std::string& d) {
+    for (const MibOid& m : kMib)
+        if (d == m.dotted) return &m;
+    return nullptr;
 }
 
-TEST(Registry, NameTableEndsWithNullsAndEveryEntryIsUnderIso) {
+std::vector<uint32_t> parse(const std::string& d) {
+    std::vector<uint32_t> out;
+    size_t at = 0;
+    while (at <= d.size()) {
+        size_t dot = d.find('.', at);
+        if (dot == std::string::npos) dot = d.size();
+        out.push_back(static_cast<uint32_t>(std::stoul(d.substr(at, dot - at))));
+        at = dot + 1;
+    }
+    return out;
+}
+
+// The method routine of the objects under each entry or group.
+GetMethod routine_of(const std::string& node) {
+    if (node == "lldpLocalSystemData") return lldpLocalSystemData_get;
+    if (node == "lldpLocPortEntry") return lldpLocPortEntry_get;
+    if (node == "lldpLocManAddrEntry") return lldpLocManAddrEntry_get;
+    if (node == "lldpRemEntry") return lldpRemEntry_get;
+    if (node == "lldpRemManAddrEntry") return lldpRemManAddrEntry_get;
+    if (node == "lldpRemUnknownTLVEntry") return lldpRemUnknownTLVEntry_get;
+    if (node == "lldpRemOrgDefInfoEntry") return lldpRemOrgDefInfoEntry_get;
+    return nullptr;
+}
+
+// The identifier arrays, the name table and the object list agree with the
+// MIB and with each other: a typo in any of them fails here.
+TEST(Registry, IdentifiersNameTableAndObjectListMatchTheMib) {
+    for (const MibOid& m : kMib) {
+        if (!m.id) continue;
+        std::vector<uint32_t> want = parse(m.dotted);
+        EXPECT_EQ(want, std::vector<uint32_t>(m.id, m.id + want.size())) << "ID" << m.name;
+    }
+
+    std::map<std::string, std::string> names;  // dotted -> name, from the name table
     int n = 0;
-    for (; lldpmib_oid_table[n].name != nullptr; n++)
-        EXPECT_EQ('1', lldpmib_oid_table[n].dotted[0]) << lldpmib_oid_table[n].name;
-    EXPECT_EQ(21, n);
+    for (; lldpmib_oid_table[n].name != nullptr; n++) {
+        const MibOid* m = by_dotted(lldpmib_oid_table[n].dotted);
+        ASSERT_NE(nullptr, m) << lldpmib_oid_table[n].name;
+        EXPECT_TRUE(m->node) << m->name;
+        EXPECT_STREQ(m->name, lldpmib_oid_table[n].name);
+        names[m->dotted] = m->name;
+    }
     EXPECT_EQ(nullptr, lldpmib_oid_table[n].dotted);
+    for (const MibOid& m : kMib) {
+        if (m.node) {
+            EXPECT_EQ(1u, names.count(m.dotted)) << m.name << " missing from the name table";
+        }
+    }
+
+    int served = 0;
+    for (const MibOid& m : kMib) served += m.served_type != 0;
+    ASSERT_EQ(served, lldpmib_OidListNum);
+    for (int i = 0; i < lldpmib_OidListNum; i++) {
+        const ObjectInfo& o = lldpmib_OidList[i];
+        std::string d = dotted(o.oid);
+        const MibOid* m = by_dotted(d);
+        ASSERT_NE(nullptr, m) << d;
+        SCOPED_TRACE(m->name);
+        EXPECT_NE(0, m->served_type);
+        EXPECT_EQ(m->served_type, o.value_type);
+        EXPECT_EQ(m->id, o.oid.oid_ptr);
+        EXPECT_EQ(o.oid.oid_ptr[o.oid.length - 1] - 1, o.nominator);
+        std::string parent = d.substr(0, d.rfind('.'));
+        ASSERT_EQ(1u, names.count(parent));
+        EXPECT_EQ(routine_of(names[parent]), o.get);
+        EXPECT_EQ(READ_ONLY_ACCESS, o.access);
+        EXPECT_EQ(readOnly_test, o.test);
+        if (i > 0) {
+            EXPECT_LT(CmpOID(&lldpmib_OidList[i - 1].oid, &o.oid), 0);
+        }
+    }
 }
 
 // ---- Debug flags ----

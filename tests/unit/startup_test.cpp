@@ -1,11 +1,10 @@
 // Start-up, tear-down and the module lock.
 #include <gmock/gmock.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <barrier>
-#include <fstream>
+#include <functional>
 #include <string>
 #include <thread>
 
@@ -15,8 +14,6 @@
 using lldpmib_test::ModuleTest;
 using lldpmib_test::module_lock_free;
 using ::testing::Contains;
-using ::testing::HasSubstr;
-using ::testing::Not;
 
 namespace {
 
@@ -62,110 +59,132 @@ protected:
     }
 };
 
-TEST_F(StartupTest, StartWithoutTovraLibraryBindsImOnlyAndStopReleasesEverything) {
-    AccessRoot root;
-    start();
-    EXPECT_NE(nullptr, lldpmib_im_handle);
-    EXPECT_EQ(nullptr, lldpmib_tovra_handle);
-    EXPECT_NE(nullptr, lldpmib_intf_cache_timer_leaf);
-    EXPECT_THAT(take_lines(), Contains("MIB[lldpmib_tovra_conn_init] Failed to bind to Tovra: " +
-                                       text_of(PLATFORM_ERR_TOVRA_UNAVAILABLE)));
-    init_lldpmib(nullptr, 0);
-    started_ = false;
-    expect_all_released();
-    EXPECT_EQ(0u, platform_fault_calls("_tovra_unbind"));
-}
-
-TEST_F(StartupTest, TovraLibraryFoundLaterIsBoundAndUnbound) {
-    AccessRoot root;
-    EXPECT_NE(0, lldpmib_tovra_bind());  // not there yet: the flag stays clear
-    EXPECT_EQ(0, lldpmib_tovra_available);
-    root.add_tovra_library();
-    start();
-    EXPECT_NE(nullptr, lldpmib_tovra_handle);
-    EXPECT_EQ(1, lldpmib_tovra_available);
-    init_lldpmib(nullptr, 0);
-    started_ = false;
-    EXPECT_EQ(1u, platform_fault_calls("_tovra_unbind"));
-    expect_all_released();
-}
-
-struct StartFailure {
-    const char* op;
+// One start and stop per row: the fault armed before the start, the whole
+// trace of the start and the stop, and everything released after the stop.
+// Then many more rounds of the same, untraced, with threads locking and
+// unlocking the module between the start and the stop (after a failed start
+// the tear-down has destroyed the mutex): the lock never trips.
+struct Scenario {
+    const char* name;
+    const char* fault;  // failed on its first call after arming, or null
     int status;
-    const char* mib_line;   // the step's own line, or null
-    int returned;           // what lldpmib_init reports
+    bool tovra_library;  // /pkg/lib/libtovra.so present
+    bool start;          // false: a stop without a start
+    bool running;        // the module holds its timers after the start
+    std::vector<std::string> lines;
 };
 
-class StartFailureTest : public StartupTest, public ::testing::WithParamInterface<StartFailure> {};
+std::ostream& operator<<(std::ostream& o, const Scenario& s) { return o << s.name; }
 
-TEST_P(StartFailureTest, TearsDownWhatWasSetUpAndStopStaysSafe) {
-    const StartFailure& f = GetParam();
+// Texts as the platform gives them.
+const std::string kNoMemory = "Cannot allocate memory";
+const std::string kInvalid = "Invalid argument";
+const std::string kNoTovra = "Tovra client library unavailable";
+const std::string kUnreachable = "Unreachable";
+
+// Trace lines of a start up to the timer tree, with or without Tovra.
+std::vector<std::string> start_lines(bool tovra) {
+    std::vector<std::string> l = {"TRACE[lldpmib_init] ", "TRACE[lldpmib_im_conn_init] ",
+                                  "TRACE[lldpmib_tovra_conn_init] "};
+    if (!tovra) l.push_back("MIB[lldpmib_tovra_conn_init] Failed to bind to Tovra: " + kNoTovra);
+    return l;
+}
+const std::vector<std::string> kStop = {"TRACE[lldpmib_term] ", "TRACE[lldpmib_lock] ",
+                                        "TRACE[lldpmib_unlock] "};
+
+std::vector<std::string> join(std::initializer_list<std::vector<std::string>> parts) {
+    std::vector<std::string> out;
+    for (const auto& p : parts) out.insert(out.end(), p.begin(), p.end());
+    return out;
+}
+
+std::vector<std::string> failed_start(const std::string& mib_line, const std::string& err) {
+    std::vector<std::string> mib;
+    if (!mib_line.empty()) mib.push_back("MIB[lldpmib_init] " + mib_line + kNoMemory);
+    return join({start_lines(true), mib, kStop,
+                 {"ERROR[init_lldpmib] Failed to initialize the lldpmib library, err: " + err},
+                 kStop});
+}
+
+const Scenario kScenarios[] = {
+    {"no_tovra_library", nullptr, 0, false, true, true, join({start_lines(false), kStop})},
+    {"tovra_library", nullptr, 0, true, true, true, join({start_lines(true), kStop})},
+    {"stop_without_start", nullptr, 0, true, false, false, kStop},
+    {"attach_fails", "event_async_attach_event", 22, true, true, false, failed_start("", kInvalid)},
+    {"attach_fails_without_errno", "event_async_attach_event_errno0", 1, true, true, true,
+     join({start_lines(true), kStop})},
+    {"timer_tree_fails", "mgd_timer_tree_new", 12, true, true, false,
+     failed_start("Failed to allocate LLDP clnt cache timer tree: ", kNoMemory)},
+    {"timer_parent_fails", "mgd_timer_parent_new", 12, true, true, false,
+     failed_start("Failed to allocate LLDP clnt cache timer parent: ", kNoMemory)},
+    {"timer_leaf_fails", "mgd_timer_leaf_new", 12, true, true, false,
+     failed_start("Failed to allocate LLDP clnt cache timer leaf: ", kNoMemory)},
+    {"im_bind_fails", "imc_control_server_bind", PLATFORM_ERR_UNREACHABLE, true, true, true,
+     join({{"TRACE[lldpmib_init] ", "TRACE[lldpmib_im_conn_init] ",
+            "MIB[lldpmib_im_conn_init] Failed to bind to IM: " + kUnreachable,
+            "TRACE[lldpmib_tovra_conn_init] "},
+           kStop})},
+    {"client_init_fails", "lldp_client_init", PLATFORM_ERR_UNREACHABLE, true, true, false,
+     join({{"ERROR[init_lldpmib] Failed to initialize connection with LLDP client library, "
+            "error: " + kUnreachable},
+           kStop})},
+};
+
+class StartStopTest : public StartupTest, public ::testing::WithParamInterface<Scenario> {
+protected:
+    void start_and_stop(const Scenario& s, const std::function<void()>& between) {
+        if (s.fault) platform_fault_fail_nth(s.fault, 1, s.status);
+        if (s.start) init_lldpmib(nullptr, 1);
+        between();
+        init_lldpmib(nullptr, 0);
+    }
+};
+
+TEST_P(StartStopTest, TracesEveryStepReleasesEverythingAndLocksSafelyAfterwards) {
+    const Scenario& s = GetParam();
     AccessRoot root;
-    root.add_tovra_library();
-    platform_fault_fail_nth(f.op, 1, f.status);
-    start();
-    std::vector<std::string> lines = take_lines();
-    if (f.mib_line != nullptr)
-        EXPECT_THAT(lines, Contains(std::string(f.mib_line) + text_of(12)));
-    EXPECT_THAT(lines, Contains("ERROR[init_lldpmib] Failed to initialize the lldpmib library, err: " +
-                                text_of(f.returned)));
+    if (s.tovra_library) root.add_tovra_library();
+    take_lines();
+    start_and_stop(s, [&] {
+        EXPECT_EQ(s.running, lldpmib_intf_cache_timer_leaf != nullptr);
+        EXPECT_EQ(s.running && s.tovra_library, lldpmib_tovra_handle != nullptr);
+    });
+    EXPECT_EQ(s.lines, take_lines());
     expect_all_released();
-    // The stop call after a failed start must not trip over the destroyed mutex.
-    init_lldpmib(nullptr, 0);
-    started_ = false;
+
+    lldpmib_test::set_debug("");
+    constexpr int kThreads = 4;
+    constexpr int kRounds = 2000;
+    bool done = false;
+    std::barrier sync(kThreads + 1);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&] {
+            for (;;) {
+                sync.arrive_and_wait();  // started (or failed to)
+                if (done) return;
+                for (int i = 0; i < 4; ++i) {
+                    lldpmib_lock();
+                    lldpmib_unlock();
+                }
+                sync.arrive_and_wait();
+            }
+        });
+    }
+    for (int round = 0; round < kRounds; ++round) {
+        start_and_stop(s, [&] {
+            sync.arrive_and_wait();
+            sync.arrive_and_wait();
+        });
+    }
+    done = true;
+    sync.arrive_and_wait();
+    for (std::thread& t : threads) t.join();
     expect_all_released();
-    EXPECT_EQ(1u, platform_fault_calls("lldp_client_term"));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Steps, StartFailureTest,
-    ::testing::Values(
-        StartFailure{"event_async_attach_event", 22, nullptr, 22},
-        StartFailure{"mgd_timer_tree_new", 12,
-                     "MIB[lldpmib_init] Failed to allocate LLDP clnt cache timer tree: ", 12},
-        StartFailure{"mgd_timer_parent_new", 12,
-                     "MIB[lldpmib_init] Failed to allocate LLDP clnt cache timer parent: ", 12},
-        StartFailure{"mgd_timer_leaf_new", 12,
-                     "MIB[lldpmib_init] Failed to allocate LLDP clnt cache timer leaf: ", 12}));
-
-TEST_F(StartupTest, AttachFailingWithoutErrnoIsPassedOver) {
-    platform_fault_fail_nth("event_async_attach_event_errno0", 1, 1);
-    start();
-    EXPECT_NE(nullptr, lldpmib_intf_cache_timer_leaf);
-    EXPECT_THAT(take_lines(), Not(Contains(HasSubstr("Failed to initialize the lldpmib library"))));
-}
-
-TEST_F(StartupTest, ImBindFailureIsTracedAndStartGoesOn) {
-    platform_fault_fail_nth("imc_control_server_bind", 1, PLATFORM_ERR_UNREACHABLE);
-    start();
-    EXPECT_EQ(nullptr, lldpmib_im_handle);
-    EXPECT_NE(nullptr, lldpmib_intf_cache_timer_tree);
-    EXPECT_THAT(take_lines(), Contains("MIB[lldpmib_im_conn_init] Failed to bind to IM: " +
-                                       text_of(PLATFORM_ERR_UNREACHABLE)));
-}
-
-TEST_F(StartupTest, ClientInitFailureEndsStartBeforeTheModuleInit) {
-    platform_fault_fail_nth("lldp_client_init", 1, PLATFORM_ERR_UNREACHABLE);
-    start();
-    std::vector<std::string> lines = take_lines();
-    EXPECT_THAT(lines, Contains("ERROR[init_lldpmib] Failed to initialize connection with LLDP "
-                                "client library, error: " + text_of(PLATFORM_ERR_UNREACHABLE)));
-    EXPECT_THAT(lines, Not(Contains("TRACE[lldpmib_init] ")));
-    EXPECT_EQ(0u, platform_fault_calls("mgd_timer_tree_new"));
-    EXPECT_EQ(0u, platform_fault_calls("imc_control_server_bind"));
-}
-
-TEST_F(StartupTest, StopWithoutStartOnlyLocksUnlocksAndClosesTheClient) {
-    init_lldpmib(nullptr, 0);
-    std::vector<std::string> lines = take_lines();
-    EXPECT_EQ((std::vector<std::string>{"TRACE[lldpmib_term] ", "TRACE[lldpmib_lock] ",
-                                        "TRACE[lldpmib_unlock] "}),
-              lines);
-    EXPECT_EQ(0u, platform_fault_calls("imc_control_server_unbind"));
-    EXPECT_EQ(1u, platform_fault_calls("lldp_client_term"));
-    EXPECT_TRUE(module_lock_free());
-}
+INSTANTIATE_TEST_SUITE_P(Scenarios, StartStopTest, ::testing::ValuesIn(kScenarios),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(StartupTest, RegistersFlagsAndHandsTheAgentItsTables) {
     start();
@@ -196,41 +215,6 @@ TEST_F(StartupTest, SecondThreadBlocksOnTheLockUntilItIsReleased) {
     lldpmib_unlock();
     other.join();
     EXPECT_EQ(0u, ptd_blocked_count());
-}
-
-// Requests on several threads right after a failed start (the tear-down has
-// destroyed the mutex) lock and unlock a valid mutex: the lock never trips.
-TEST_F(StartupTest, ThreadsLockingAfterAFailedStartNeverTrip) {
-    lldpmib_test::set_debug("");
-    constexpr int kThreads = 4;
-    constexpr int kRounds = 30000;
-    bool done = false;
-    std::barrier sync(kThreads + 1);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&] {
-            for (;;) {
-                sync.arrive_and_wait();  // the start has failed
-                if (done) return;
-                for (int i = 0; i < 4; ++i) {
-                    lldpmib_lock();
-                    lldpmib_unlock();
-                }
-                sync.arrive_and_wait();
-            }
-        });
-    }
-    for (int round = 0; round < kRounds; ++round) {
-        platform_fault_fail_nth("mgd_timer_leaf_new", 1, 12);
-        init_lldpmib(nullptr, 1);
-        sync.arrive_and_wait();
-        sync.arrive_and_wait();
-        init_lldpmib(nullptr, 0);
-    }
-    done = true;
-    sync.arrive_and_wait();
-    for (std::thread& t : threads) t.join();
-    expect_all_released();
 }
 
 using StartupDeathTest = StartupTest;

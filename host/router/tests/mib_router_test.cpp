@@ -187,13 +187,6 @@ TEST_F(RouterTest, WalkStaysInsideItsSubtree) {
     EXPECT_TRUE(walk(cat(kScalar, {0})).empty());
 }
 
-TEST_F(RouterTest, WalkStopsWhenTheVisitorSaysSo) {
-    int seen = 0;
-    size_t n = router.walk({1}, [&](const Binding&) { return ++seen < 3; });
-    EXPECT_EQ(n, 3u);
-    EXPECT_EQ(seen, 3);
-}
-
 struct NextCase {
     const char* what;
     Oid asked;
@@ -292,19 +285,6 @@ TEST_F(RouterTest, ConcurrentWalksSeeTheSameTree) {
     for (const auto& r : results) EXPECT_EQ(r, expected_walk());
 }
 
-TEST(RouterList, IgnoresRecordsWithoutIdentifierOrRoutine) {
-    ObjectInfo records[3]{};
-    uint32_t id[] = {1, 3};
-    records[1].oid = {2, id};  // no routine
-    records[2].oid = {0, id};  // no identifier
-    records[2].get = scalar_get;
-    Router r(records, 3);
-    EXPECT_EQ(r.object_count(), 0u);
-    Binding b;
-    EXPECT_FALSE(r.next({}, &b));
-    EXPECT_EQ(Router(nullptr, 5).object_count(), 0u);
-}
-
 struct ParseCase {
     const char* text;
     std::optional<Oid> oid;
@@ -327,13 +307,6 @@ INSTANTIATE_TEST_SUITE_P(
                       ParseCase{"1.+2", std::nullopt}, ParseCase{"1.2a", std::nullopt},
                       ParseCase{"iso.3", std::nullopt}, ParseCase{" 1.2", std::nullopt}));
 
-TEST(ParseOid, LimitsTheLength) {
-    std::string text = "1";
-    for (size_t i = 1; i < mib_router::kMaxOidLen; ++i) text += ".7";
-    EXPECT_TRUE(mib_router::parse_oid(text));
-    EXPECT_FALSE(mib_router::parse_oid(text + ".7"));
-}
-
 TEST(Format, ConvertsEveryValueKind) {
     Binding b;
     b.name = {1, 2};
@@ -348,25 +321,6 @@ TEST(Format, ConvertsEveryValueKind) {
     b.type = OBJECT_ID_TYPE;
     b.oid = {0, 0};
     EXPECT_EQ(mib_router::format(b), "1.2 OID 0.0");
-}
-
-TEST(Convert, RefusesBindingsWithoutUsableValues) {
-    EXPECT_FALSE(mib_router::convert(nullptr));
-    VarBind vb{};
-    EXPECT_FALSE(mib_router::convert(&vb));  // no name
-    uint32_t name[] = {1, 2};
-    OID n{2, name};
-    vb.name = &n;
-    vb.type = OCTET_PRIM_TYPE;
-    EXPECT_FALSE(mib_router::convert(&vb));  // no string
-    vb.type = OBJECT_ID_TYPE;
-    EXPECT_FALSE(mib_router::convert(&vb));  // no identifier
-    vb.type = INTEGER_TYPE;
-    vb.value.slval = 9;
-    auto b = mib_router::convert(&vb);
-    ASSERT_TRUE(b);
-    EXPECT_EQ(b->integer, 9);
-    EXPECT_EQ(b->name, (Oid{1, 2}));
 }
 
 }  // namespace

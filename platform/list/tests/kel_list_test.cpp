@@ -1,8 +1,9 @@
+// Sorted lists as the module's snapshots use them: insertion order with equal
+// keys kept stable, cheap ascending appends, removal and dequeue, and injected
+// failures that change nothing.
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "kel_list.h"
@@ -49,18 +50,6 @@ protected:
     uint32_t live_before_ = 0;
 };
 
-TEST(ListLayout, UsersReadSuccessorAtZeroAndElementAtSixteen) {
-    kel_list_handle l = nullptr;
-    ASSERT_EQ(0, kel_list_create(&l, 0, "layout", 2, 0));
-    int a = 1, b = 2;
-    kel_list_node_t* na = kel_list_enqueue(l, 0, &a);
-    kel_list_node_t* nb = kel_list_enqueue(l, 0, &b);
-    auto* raw = reinterpret_cast<unsigned char*>(na);
-    EXPECT_EQ(static_cast<void*>(nb), *reinterpret_cast<void**>(raw));
-    EXPECT_EQ(static_cast<void*>(&a), *reinterpret_cast<void**>(raw + 16));
-    EXPECT_EQ(0, kel_list_destroy(&l));
-}
-
 struct OrderCase {
     const char* name;
     std::vector<int> keys;  // inserted in this order; tag = position
@@ -105,12 +94,6 @@ TEST_F(ListTest, AscendingInsertionComparesOnlyWithTheTail) {
     compare_calls = 0;
     for (Item& it : items) ASSERT_NE(nullptr, kel_list_insert(list_, 0, &it, compare_items));
     EXPECT_EQ(999, compare_calls);
-}
-
-TEST_F(ListTest, InsertWithoutComparerFails) {
-    Item it{1, 0};
-    EXPECT_EQ(nullptr, kel_list_insert(list_, 0, &it, nullptr));
-    EXPECT_TRUE(kel_list_is_empty(list_));
 }
 
 TEST_F(ListTest, EnqueueAppendsAndDequeueTakesFromTheHead) {
@@ -159,50 +142,6 @@ INSTANTIATE_TEST_SUITE_P(Positions, ListRemoveTest,
                                            RemoveCase{"tail", 3, {0, 1, 2}}),
                          [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(ListTest, RemoveOfAnAbsentElementFailsAndOnlyTheFirstDuplicateGoes) {
-    int a = 1, b = 2;
-    kel_list_enqueue(list_, 0, &a);
-    kel_list_enqueue(list_, 0, &b);
-    kel_list_enqueue(list_, 0, &a);
-    int absent = 0;
-    EXPECT_NE(0, kel_list_remove(list_, 0, &absent));
-    EXPECT_EQ(0, kel_list_remove(list_, 0, &a));
-    EXPECT_EQ((std::vector<void*>{&b, &a}), walk());
-    EXPECT_EQ(0, kel_list_remove(list_, 0, &b));
-    EXPECT_EQ(0, kel_list_remove(list_, 0, &a));
-    EXPECT_TRUE(kel_list_is_empty(list_));
-}
-
-TEST(ListHandles, NullAndDestroyedHandlesAreAnsweredSafely) {
-    uint32_t live = kel_list_live_count();
-    kel_list_handle l = nullptr;
-    ASSERT_EQ(0, kel_list_create(&l, 0, "gone", 2, 0));
-    int x = 1;
-    kel_list_enqueue(l, 0, &x);  // destroy frees the nodes, not the elements
-    EXPECT_EQ(live + 1, kel_list_live_count());
-    EXPECT_TRUE(kel_list_is_valid(l));
-    kel_list_handle stale = l;
-    ASSERT_EQ(0, kel_list_destroy(&l));
-    EXPECT_EQ(nullptr, l);
-    EXPECT_EQ(live, kel_list_live_count());
-    for (kel_list_handle h : {stale, kel_list_handle{nullptr}}) {
-        EXPECT_FALSE(kel_list_is_valid(h));
-        EXPECT_TRUE(kel_list_is_empty(h));
-        EXPECT_EQ(0u, kel_list_get_size(h));
-        EXPECT_EQ(nullptr, kel_list_get_head(h));
-        EXPECT_EQ(nullptr, kel_list_enqueue(h, 0, &x));
-        EXPECT_EQ(nullptr, kel_list_insert(h, 0, &x, compare_items));
-        EXPECT_EQ(nullptr, kel_list_dequeue(h));
-        EXPECT_NE(0, kel_list_remove(h, 0, &x));
-        EXPECT_STREQ("", kel_list_get_name(h));
-        kel_list_handle copy = h;
-        EXPECT_NE(0, kel_list_destroy(&copy));
-    }
-    EXPECT_NE(0, kel_list_destroy(nullptr));
-    EXPECT_NE(0, kel_list_create(nullptr, 0, "x", 2, 0));
-    EXPECT_EQ(live, kel_list_live_count());
-}
-
 struct FaultCase {
     const char* op;
 };
@@ -241,45 +180,5 @@ INSTANTIATE_TEST_SUITE_P(Ops, ListFaultTest,
                          ::testing::Values(FaultCase{"kel_list_create"}, FaultCase{"kel_list_enqueue"},
                                            FaultCase{"kel_list_insert"}, FaultCase{"kel_list_destroy"}),
                          [](const auto& info) { return std::string(info.param.op); });
-
-TEST_F(ListTest, RemoveAndDequeueAreCounted) {
-    int a = 1;
-    kel_list_enqueue(list_, 0, &a);
-    kel_list_remove(list_, 0, &a);
-    kel_list_dequeue(list_);
-    kel_list_dequeue(list_);
-    EXPECT_EQ(1u, platform_fault_calls("kel_list_remove"));
-    EXPECT_EQ(2u, platform_fault_calls("kel_list_dequeue"));
-}
-
-TEST(ListThreads, DifferentListsOnDifferentThreads) {
-    uint32_t live = kel_list_live_count();
-    std::vector<std::thread> threads;
-    std::vector<int> failures(4, 0);
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([t, &failures] {
-            std::vector<Item> items;
-            for (int i = 0; i < 200; ++i) items.push_back({(i * 7919) % 101, i});
-            for (int round = 0; round < 20; ++round) {
-                kel_list_handle l = nullptr;
-                if (kel_list_create(&l, 0, "thread list", 2, 0) != 0) { ++failures[t]; continue; }
-                for (Item& it : items)
-                    if (!kel_list_insert(l, 0, &it, [](void* a, void* b) {
-                            return static_cast<Item*>(a)->key - static_cast<Item*>(b)->key;
-                        }))
-                        ++failures[t];
-                int prev = -1;
-                for (kel_list_node_t* n = kel_list_get_head(l); n; n = n->next) {
-                    if (static_cast<Item*>(n->data)->key < prev) ++failures[t];
-                    prev = static_cast<Item*>(n->data)->key;
-                }
-                while (!kel_list_is_empty(l)) kel_list_dequeue(l);
-                if (kel_list_destroy(&l) != 0) ++failures[t];
-            }
-        });
-    for (auto& th : threads) th.join();
-    EXPECT_EQ((std::vector<int>{0, 0, 0, 0}), failures);
-    EXPECT_EQ(live, kel_list_live_count());
-}
 
 }  // namespace

@@ -174,49 +174,6 @@ TEST(RemoteIndex, MissingOrHugeChassisIndexGetsOwnNumber) {
     for (uint32_t i : idx) EXPECT_LE(i, 2147483647u);
 }
 
-// ---- Snapshot equality ----
-
-TEST(SameTopology, SeesEveryNestedChange) {
-    lldp_model::topology base;
-    base.local.sys_name = "router";
-    lldp_model::port p;
-    p.port_num = 6;
-    lldp_model::neighbor nb;
-    nb.rem_index = 1;
-    nb.chassis_id = {1, 2, 3, 4, 5, 6};
-    address a;
-    parse_management_address("10.0.0.1", 6, &a);
-    nb.man_addrs.push_back(a);
-    org_def_tlv o;
-    o.oui = 0x334455;
-    o.info = {1, 2};
-    nb.org_def_tlvs.push_back(o);
-    p.neighbors.push_back(nb);
-    base.ports.push_back(p);
-    base.local_man_addrs.push_back({{a}});
-
-    EXPECT_TRUE(same_topology(base, base));
-    using change = void (*)(lldp_model::topology&);
-    const change changes[] = {
-        [](lldp_model::topology& t) { t.local.sys_name = "other"; },
-        [](lldp_model::topology& t) { t.local.enabled_caps = 0x10; },
-        [](lldp_model::topology& t) { t.local_man_addrs[0].addrs[0].if_id = 7; },
-        [](lldp_model::topology& t) { t.ports[0].port_desc = "eth1"; },
-        [](lldp_model::topology& t) { t.ports[0].neighbors[0].time_mark = 100; },
-        [](lldp_model::topology& t) { t.ports[0].neighbors[0].chassis_id[5] = 7; },
-        [](lldp_model::topology& t) { t.ports[0].neighbors[0].man_addrs[0].octets[3] = 2; },
-        [](lldp_model::topology& t) { t.ports[0].neighbors[0].org_def_tlvs[0].info.push_back(3); },
-        [](lldp_model::topology& t) { t.ports[0].neighbors.push_back(t.ports[0].neighbors[0]); },
-        [](lldp_model::topology& t) { t.ports.push_back(t.ports[0]); },
-    };
-    for (size_t i = 0; i < std::size(changes); ++i) {
-        lldp_model::topology t = base;
-        changes[i](t);
-        EXPECT_FALSE(same_topology(base, t)) << "change " << i;
-        EXPECT_FALSE(same_topology(t, base)) << "change " << i;
-    }
-}
-
 // ---- The daemon's socket ----
 
 // A Unix socket in a private directory that accepts connections and then

@@ -144,51 +144,6 @@ TEST_F(Model, NeighborElementsComeInPromisedOrderWhateverTheListing) {
                                                                       {0x0080c2, 7, 1, 1}}));
 }
 
-TEST_F(Model, NeighborRecordCarriesTheTopology) {
-    neighbor n = make_neighbor(3, 4242);
-    n.chassis_id_subtype = 4;
-    n.chassis_id = bytes("0011.2233.4455");
-    n.port_id_subtype = 3;
-    n.port_id = {0x00, 0x11, 0x00, 0x33};  // embedded NUL
-    n.port_desc = "pd";
-    n.sys_desc = "sd";
-    n.supported_caps = 0x14;
-    n.enabled_caps = 0x10;
-    n.man_addrs = {v4("10.1.2.3", 77)};
-    n.man_addrs[0].subtype = 9;
-    topology t;
-    t.ports = {make_port(6, {n})};
-    serve(t);
-
-    collected c;
-    ASSERT_EQ(0, iterate(0x1006, c));
-    ASSERT_EQ(c.copies.size(), 1u);
-    const neighbor_td* r = c.copies[0];
-    EXPECT_EQ(r->mib->time_mark, 4242u);
-    EXPECT_EQ(r->mib->port_num, 6u);
-    EXPECT_EQ(r->mib->rem_index, 3u);
-    EXPECT_EQ(r->mib->chassis_id_subtype, 4);
-    ASSERT_EQ(r->mib->chassis_id_len, 14);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(r->chassis_id), 14), "0011.2233.4455");
-    EXPECT_EQ(r->chassis_id[14], 0);  // terminated, so a bounded print is safe either way
-    ASSERT_EQ(r->mib->port_id_len, 4);
-    EXPECT_EQ(std::vector<uint8_t>(r->port_id, r->port_id + 4), n.port_id);
-    EXPECT_EQ(r->mib->supported_caps, 0x14);
-    EXPECT_EQ(r->mib->enabled_caps, 0x10);
-    EXPECT_STREQ(r->detail->port_desc, "pd");
-    EXPECT_STREQ(r->detail->sys_name, "n3");
-    EXPECT_STREQ(r->detail->sys_desc, "sd");
-    const lldp_addr_element* e = r->detail->man_addrs;
-    ASSERT_NE(e, nullptr);
-    EXPECT_EQ(e->addr_type, 0u);
-    EXPECT_EQ(std::vector<uint8_t>(e->addr, e->addr + 4), (std::vector<uint8_t>{10, 1, 2, 3}));  // network order
-    EXPECT_EQ(e->addr_subtype, 9);
-    EXPECT_EQ(e->if_id, 77u);
-    EXPECT_EQ(e->next, nullptr);
-    EXPECT_EQ(r->mib->unknown_tlvs, nullptr);
-    EXPECT_EQ(r->mib->org_def_tlvs, nullptr);
-}
-
 // ---- Port walks ----
 
 using walk_fn = int (*)(uint32_t, uint32_t*, uint32_t*);
@@ -262,13 +217,6 @@ INSTANTIATE_TEST_SUITE_P(
                     walk_case{"RemoteOrgDefTlv", lldp_client_get_next_if_remote_org_def_tlv, {10, 12}}),
     [](const testing::TestParamInfo<walk_case>& i) { return std::string(i.param.name); });
 
-TEST_F(Model, EmptyTopologyHasNoPorts) {
-    serve(topology{});
-    uint32_t next = 0, handle = 7;
-    ASSERT_EQ(0, lldp_client_get_next_if_local(0, &next, &handle));
-    EXPECT_EQ(next, LLDP_CLIENT_NO_PORT);
-}
-
 // ---- Neighbour iteration ----
 
 TEST_F(Model, IterNeMarkerFirstThenNeighborsByIndex) {
@@ -297,163 +245,6 @@ TEST_F(Model, IterNeMarkerFirstThenNeighborsByIndex) {
     ASSERT_EQ(0, iterate(0x1002, e));
     EXPECT_EQ(e.markers, (std::vector<bool>{true}));
     EXPECT_EQ(e.marker_ports, (std::vector<uint32_t>{2}));
-}
-
-TEST_F(Model, IterNeCallbackNonZeroFailsTheIteration) {
-    serve(walk_topology());
-    for (int stop : {0, 1, 2}) {
-        collected c;
-        c.stop_after = stop;
-        EXPECT_EQ(9, iterate(0xabc, c)) << stop;
-        EXPECT_EQ(c.calls, stop);  // nothing after the refusing call
-    }
-}
-
-TEST_F(Model, IterNeRefusesWhatItCannotSelect) {
-    serve(walk_topology());
-    collected c;
-    EXPECT_NE(0, iterate(0x1099, c));  // no such interface
-    EXPECT_NE(0, iterate(0x100c, c));  // port 12 has its own handle
-    lldp_client_filter f = neighbors_of(0x1003);
-    f.kind = LLDP_FILTER_INTERFACE;
-    EXPECT_NE(0, lldp_client_iter_ne(&f, 1, 1, collect, &c, 1, &c.calls));
-    EXPECT_NE(0, lldp_client_iter_ne(nullptr, 1, 1, collect, &c, 1, &c.calls));
-    f.kind = LLDP_FILTER_NEIGHBORS;
-    EXPECT_NE(0, lldp_client_iter_ne(&f, 1, 1, nullptr, &c, 1, &c.calls));
-    EXPECT_EQ(c.calls, 0);
-}
-
-// ---- Copies ----
-
-// A source whose topology the test can replace, dropping the old one.
-struct swapping_source : topology_source {
-    std::shared_ptr<const topology> topo;
-    std::shared_ptr<const topology> current(std::string* error) override {
-        if (!topo && error) *error = "daemon down";
-        return topo;
-    }
-};
-
-TEST_F(Model, NeighborCopiesOutliveRecordAndTopology) {
-    auto src = std::make_shared<swapping_source>();
-    neighbor n = make_neighbor(1, 5);
-    n.man_addrs = {v6("2001:db8::9", 3), v4("10.9.9.9", 4)};
-    n.unknown_tlvs = {{9, {1, 2, 3}}, {10, {}}};
-    n.org_def_tlvs = {{0x0080c2, 1, 1, {7, 7}}};
-    topology t;
-    t.ports = {make_port(1, {n})};
-    src->topo = std::make_shared<const topology>(t);
-    lldp_client_use_source(src);
-
-    collected c;
-    ASSERT_EQ(0, iterate(0x1001, c));
-    ASSERT_EQ(c.copies.size(), 1u);
-    EXPECT_EQ(lldp_client_live_copies(), 1u);
-    src->topo.reset();  // the daemon's data is gone; the copy must not care
-
-    neighbor_td* a = c.copies[0];
-    neighbor_td* b = lldp_client_copy_neighbor_td(a);
-    ASSERT_NE(b, nullptr);
-    EXPECT_EQ(lldp_client_live_copies(), 2u);
-    EXPECT_NE(b->mib, a->mib);
-    EXPECT_NE(b->detail, a->detail);
-    EXPECT_NE(b->chassis_id, a->chassis_id);
-    EXPECT_NE(b->detail->man_addrs, a->detail->man_addrs);
-    EXPECT_NE(b->mib->unknown_tlvs->info, a->mib->unknown_tlvs->info);
-    lldp_client_free_neighbor_td(a);
-    c.copies.clear();
-    EXPECT_EQ(lldp_client_live_copies(), 1u);
-
-    // Everything still readable from the second-generation copy.
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(b->chassis_id), b->mib->chassis_id_len), "0050.5600.01");
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(b->port_id), b->mib->port_id_len), "eth1");
-    EXPECT_STREQ(b->detail->sys_name, "n1");
-    EXPECT_EQ(addr_text(b->detail->man_addrs), "10.9.9.9/4");
-    EXPECT_EQ(addr_text(b->detail->man_addrs->next), "2001:db8::9/3");
-    EXPECT_EQ(b->detail->man_addrs->next->next, nullptr);
-    EXPECT_EQ(b->mib->unknown_tlvs->info_len, 3);
-    EXPECT_EQ(b->mib->unknown_tlvs->info[2], 3);
-    EXPECT_EQ(b->mib->unknown_tlvs->next->info_len, 0);
-    EXPECT_EQ(b->mib->org_def_tlvs->info[1], 7);
-    EXPECT_EQ(b->mib->time_mark, 5u);
-    lldp_client_free_neighbor_td(b);
-    EXPECT_EQ(lldp_client_live_copies(), 0u);
-
-    // The daemon unreachable: the operations fail.
-    uint32_t next, handle;
-    EXPECT_NE(0, lldp_client_get_next_if_remote(0, &next, &handle));
-    EXPECT_NE(0, iterate(0x1001, c));
-    EXPECT_EQ(lldp_client_is_node_lldp_enabled(), 0);
-    std::string err;
-    EXPECT_EQ(lldp_client_current_topology(&err), nullptr);
-    EXPECT_EQ(err, "daemon down");
-}
-
-TEST_F(Model, CopiesOfPartialNeighborRecords) {
-    lldp_neighbor_mib mib{};
-    mib.port_num = 3;
-    mib.chassis_id_len = 2;
-    uint8_t chassis[2] = {1, 2};
-    neighbor_td no_detail{};
-    no_detail.mib = &mib;
-    no_detail.chassis_id = chassis;
-    neighbor_td* c1 = lldp_client_copy_neighbor_td(&no_detail);
-    ASSERT_NE(c1, nullptr);
-    EXPECT_EQ(c1->detail, nullptr);
-    EXPECT_EQ(c1->mib->port_num, 3u);
-    EXPECT_EQ(c1->chassis_id[1], 2);
-    EXPECT_EQ(c1->port_id, nullptr);
-
-    lldp_neighbor_detail detail{};
-    neighbor_td no_mib{};
-    no_mib.detail = &detail;
-    no_mib.chassis_id = chassis;  // length unknown without mib: not copied
-    neighbor_td* c2 = lldp_client_copy_neighbor_td(&no_mib);
-    ASSERT_NE(c2, nullptr);
-    EXPECT_EQ(c2->mib, nullptr);
-    EXPECT_NE(c2->detail, nullptr);
-    EXPECT_EQ(c2->detail->sys_name, nullptr);
-    EXPECT_EQ(c2->chassis_id, nullptr);
-
-    EXPECT_EQ(lldp_client_copy_neighbor_td(nullptr), nullptr);
-    EXPECT_EQ(lldp_client_live_copies(), 2u);
-    lldp_client_free_neighbor_td(c1);
-    lldp_client_free_neighbor_td(c2);
-    lldp_client_free_neighbor_td(nullptr);
-}
-
-int copy_interface(void* record, void* list, void* context) {
-    *static_cast<lldp_interface_td**>(context) =
-        lldp_client_copy_interface_td(static_cast<lldp_interface_td*>(record));
-    EXPECT_EQ(list, nullptr);
-    return 0;
-}
-
-TEST_F(Model, InterfaceRecordAndCopy) {
-    topology t = walk_topology();
-    t.ports[0].port_id = std::string(300, 'x');
-    t.ports[0].port_id_subtype = 7;
-    serve(t);
-    lldp_client_filter f{};
-    f.kind = LLDP_FILTER_INTERFACE;
-    f.ifhandle = 0x100a;
-    lldp_interface_td* copy = nullptr;
-    ASSERT_EQ(0, lldp_client_iter_intf_running(&f, copy_interface, nullptr, 1, &copy));
-    ASSERT_NE(copy, nullptr);
-    lldp_client_use_default();  // the record's topology is gone
-    EXPECT_EQ(copy->port_num, 10u);
-    EXPECT_EQ(copy->port_id_subtype, 7);
-    EXPECT_EQ(std::string(copy->port_id), std::string(300, 'x'));
-    EXPECT_STREQ(copy->port_desc, "desc 10");
-    EXPECT_EQ(lldp_client_live_copies(), 1u);
-    lldp_client_free_interface_td(copy);
-
-    serve(t);
-    f.ifhandle = 0x1001;  // no port 1
-    EXPECT_NE(0, lldp_client_iter_intf_running(&f, copy_interface, nullptr, 1, &copy));
-    f.kind = LLDP_FILTER_NEIGHBORS;
-    f.ifhandle = 0x100a;
-    EXPECT_NE(0, lldp_client_iter_intf_running(&f, copy_interface, nullptr, 1, &copy));
 }
 
 // ---- Local management addresses ----
@@ -538,26 +329,6 @@ INSTANTIATE_TEST_SUITE_P(
         ma_case{"ExactMiss", 1, key4("192.0.2.2"), {}},
         ma_case{"ExactIpv4BytesAsIpv6Miss", 1, key6("::c000:201"), {}}),
     [](const testing::TestParamInfo<ma_case>& i) { return std::string(i.param.name); });
-
-TEST_F(Model, LocalMaCopyIsDeep) {
-    lldp_addr_element second{};
-    second.addr_type = 1;
-    second.if_id = 2;
-    lldp_addr_element first{};
-    first.next = &second;
-    first.if_id = 1;
-    lldp_local_ma_td rec{&first, {}};
-    lldp_local_ma_td* c = lldp_client_copy_local_ma_td(&rec);
-    ASSERT_NE(c, nullptr);
-    ASSERT_NE(c->addrs, nullptr);
-    EXPECT_NE(c->addrs, &first);
-    EXPECT_EQ(c->addrs->if_id, 1u);
-    ASSERT_NE(c->addrs->next, nullptr);
-    EXPECT_NE(c->addrs->next, &second);
-    EXPECT_EQ(c->addrs->next->if_id, 2u);
-    EXPECT_EQ(c->addrs->next->next, nullptr);
-    lldp_client_free_local_ma_td(c);
-}
 
 // ---- Local system and enablement ----
 
@@ -722,15 +493,5 @@ INSTANTIATE_TEST_SUITE_P(Model, Fault, testing::ValuesIn(fault_cases()),
                          [](const testing::TestParamInfo<fault_case>& i) {
                              return std::string(i.param.op).substr(std::strlen("lldp_client_"));
                          });
-
-TEST_F(Model, FailedCallOnTheNthOnly) {
-    serve(walk_topology());
-    platform_fault_fail_nth("lldp_client_get_next_if_remote", 2, 5);
-    uint32_t next, handle;
-    EXPECT_EQ(0, lldp_client_get_next_if_remote(0, &next, &handle));
-    EXPECT_EQ(5, lldp_client_get_next_if_remote(0, &next, &handle));
-    EXPECT_EQ(0, lldp_client_get_next_if_remote(0, &next, &handle));
-    EXPECT_EQ(platform_fault_calls("lldp_client_get_next_if_remote"), 3u);
-}
 
 }  // namespace

@@ -1,8 +1,9 @@
+// Trace flags: which settings switch which lines on (LLDPMIB_DEBUG and --debug),
+// where the lines go, and whole lines from concurrent writers.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -109,78 +110,11 @@ TEST_P(TraceGateTest, ConfigureGatesFlagsAlreadyRegisteredAndTheirLines) {
 
 INSTANTIATE_TEST_SUITE_P(Settings, TraceGateTest, ::testing::ValuesIn(kGateCases));
 
-TEST_F(TraceTest, ConfigureReplacesThePreviousSetting) {
-    kel_dt_handle trace = reg("lldp/trace");
-    kel_dt_handle mib = reg("snmp/mib/lldpmib/enable");
-    kel_dt_configure("lldp");
-    kel_dt_configure("snmp/mib/lldpmib/enable");
-    EXPECT_FALSE(kel_dt_flag_enabled(trace));
-    EXPECT_TRUE(kel_dt_flag_enabled(mib));
-    kel_dt_configure("");
-    EXPECT_FALSE(kel_dt_flag_enabled(mib));
-}
-
 TEST_F(TraceTest, ConfigureBeforeRegistrationWinsOverTheEnvironment) {
     setenv("LLDPMIB_DEBUG", "all", 1);
     kel_dt_configure("lldp/errors");
     EXPECT_FALSE(kel_dt_flag_enabled(reg("lldp/trace")));
     EXPECT_TRUE(kel_dt_flag_enabled(reg("lldp/errors")));
-}
-
-TEST_F(TraceTest, PathsJoinParentAndKeywordAndRepeatRegistrationGivesTheSameHandle) {
-    kel_dt_handle root = nullptr, mib = nullptr, enable = nullptr, again = nullptr;
-    ASSERT_EQ(0, kel_dt_flag_init(&root, "snmp/mib/lldpmib", nullptr, 0, 0));
-    ASSERT_EQ(0, kel_dt_flag_init(&enable, "enable", root, 0, 0));
-    EXPECT_STREQ("snmp/mib/lldpmib/enable", kel_dt_flag_path(enable));
-    ASSERT_EQ(0, kel_dt_flag_init(&again, "enable", root, 0, 0));
-    EXPECT_EQ(enable, again);
-    ASSERT_EQ(0, kel_dt_flag_init(&mib, "mib", reg("snmp"), 0, 0));
-    EXPECT_STREQ("snmp/mib", kel_dt_flag_path(mib));
-    EXPECT_NE(mib, root);
-}
-
-TEST_F(TraceTest, BadArgumentsAndInjectedFailuresLeaveTheHandleUntouched) {
-    kel_dt_handle h = reinterpret_cast<kel_dt_handle>(0x1234);
-    EXPECT_NE(0, kel_dt_flag_init(&h, "", nullptr, 0, 0));
-    EXPECT_NE(0, kel_dt_flag_init(&h, nullptr, nullptr, 0, 0));
-    EXPECT_NE(0, kel_dt_flag_init(nullptr, "x", nullptr, 0, 0));
-    platform_fault_fail_nth("kel_dt_flag_init", 1, 12);
-    EXPECT_EQ(12, kel_dt_flag_init(&h, "lldp", nullptr, 0, 0));
-    EXPECT_EQ(reinterpret_cast<kel_dt_handle>(0x1234), h);
-    EXPECT_EQ(0, kel_dt_flag_init(&h, "lldp", nullptr, 0, 0));
-    EXPECT_STREQ("lldp", kel_dt_flag_path(h));
-    EXPECT_EQ(5u, platform_fault_calls("kel_dt_flag_init"));
-}
-
-TEST_F(TraceTest, NullHandleIsNeverOnEvenWithEverythingEnabled) {
-    kel_dt_configure("all");
-    EXPECT_FALSE(kel_dt_flag_enabled(nullptr));
-    EXPECT_STREQ("", kel_dt_flag_path(nullptr));
-    int site = -1;
-    kel_dt::capture_start();
-    _kel_dt_log_filter_adv(nullptr, 0, 0, 0, 0, 0, &site, "MIB[%s] x", "f");
-    EXPECT_TRUE(kel_dt::capture_stop().empty());
-}
-
-TEST_F(TraceTest, CaptureKeepsLinesFormattedExactlyAsWritten) {
-    kel_dt_handle h = reg("lldp/verbose");
-    kel_dt_configure("lldp");
-    int site1 = -1, site2 = -1;
-    std::string longtext(1000, 'x');  // past any small formatting buffer
-    kel_dt::capture_start();
-    _kel_dt_log_filter_adv(h, 0, 0, 0, 0, 0, &site1, "VERBOSE[%s] entry index:%d, search index:%d\n",
-                           "lldpmib_find", 3, -1);
-    _kel_dt_log_filter_adv(h, 0, 0, 0, 0, 0, &site2, "TRACE[%s] ", "lldpmib_init");
-    _kel_dt_log_filter_adv(h, 0, 0, 0, 0, 0, &site2, "MIB[%s] %s|%u", "g", longtext.c_str(), 4000000000u);
-    std::vector<std::string> lines = kel_dt::capture_stop();
-    ASSERT_EQ(3u, lines.size());
-    EXPECT_EQ("VERBOSE[lldpmib_find] entry index:3, search index:-1\n", lines[0]);
-    EXPECT_EQ("TRACE[lldpmib_init] ", lines[1]);
-    EXPECT_EQ("MIB[g] " + longtext + "|4000000000", lines[2]);
-    EXPECT_NE(-1, site1);  // the facility has seen its sites
-    // A new capture starts empty.
-    kel_dt::capture_start();
-    EXPECT_TRUE(kel_dt::capture_stop().empty());
 }
 
 TEST_F(TraceTest, StandardErrorGetsOneNewlinePerLine) {
@@ -207,56 +141,6 @@ TEST_F(TraceTest, TraceFileFromTheEnvironmentReceivesTheLines) {
     EXPECT_EQ("ERROR[f] code 5\nERROR[g] again\n", read_file(path));
     kel_dt::reset_for_tests();
     unlink(path.c_str());
-}
-
-TEST_F(TraceTest, OutputCanBeSwitchedBetweenFileDiscardAndBack) {
-    std::string path = temp_path("set.log");
-    kel_dt_handle h = reg("lldp/trace");
-    kel_dt_configure("all");
-    int site = -1;
-    ASSERT_EQ(0, kel_dt_set_output(2, path.c_str()));
-    _kel_dt_log_filter_adv(h, 0, 0, 0, 0, 0, &site, "one");
-    ASSERT_EQ(0, kel_dt_set_output(1, nullptr));
-    _kel_dt_log_filter_adv(h, 0, 0, 0, 0, 0, &site, "discarded");
-    EXPECT_EQ("one\n", read_file(path));
-    // Discarding still honours capture, which tests rely on.
-    kel_dt::capture_start();
-    _kel_dt_log_filter_adv(h, 0, 0, 0, 0, 0, &site, "captured %d", 1);
-    EXPECT_EQ(std::vector<std::string>{"captured 1"}, kel_dt::capture_stop());
-    ASSERT_EQ(0, kel_dt_set_output(2, path.c_str()));  // appends
-    _kel_dt_log_filter_adv(h, 0, 0, 0, 0, 0, &site, "two\n");
-    ASSERT_EQ(0, kel_dt_set_output(0, nullptr));
-    EXPECT_EQ("one\ntwo\n", read_file(path));
-    unlink(path.c_str());
-}
-
-TEST_F(TraceTest, RejectedOutputChoicesKeepTheCurrentOne) {
-    std::string path = temp_path("keep.log");
-    kel_dt_handle h = reg("lldp/trace");
-    kel_dt_configure("all");
-    ASSERT_EQ(0, kel_dt_set_output(2, path.c_str()));
-    EXPECT_EQ(EINVAL, kel_dt_set_output(7, nullptr));
-    EXPECT_EQ(EINVAL, kel_dt_set_output(2, nullptr));
-    EXPECT_NE(0, kel_dt_set_output(2, "/nonexistent-dir/x/trace.log"));
-    int site = -1;
-    _kel_dt_log_filter_adv(h, 0, 0, 0, 0, 0, &site, "still here");
-    EXPECT_EQ("still here\n", read_file(path));
-    kel_dt_set_output(0, nullptr);
-    unlink(path.c_str());
-}
-
-TEST_F(TraceTest, ResetForgetsRegistrationsAndTurnsOldHandlesOff) {
-    kel_dt_handle old = reg("lldp/trace");
-    kel_dt_configure("all");
-    ASSERT_TRUE(kel_dt_flag_enabled(old));
-    kel_dt::reset_for_tests();
-    EXPECT_FALSE(kel_dt_flag_enabled(old));
-    EXPECT_STREQ("lldp/trace", kel_dt_flag_path(old));  // still a valid handle
-    kel_dt_configure("all");
-    kel_dt_handle fresh = reg("lldp/trace");
-    EXPECT_NE(old, fresh);
-    EXPECT_TRUE(kel_dt_flag_enabled(fresh));
-    EXPECT_FALSE(kel_dt_flag_enabled(old));
 }
 
 TEST_F(TraceTest, ConcurrentWritersProduceWholeLines) {
