@@ -105,17 +105,17 @@ INSTANTIATE_TEST_SUITE_P(
                       Chassis{4, "", 4, {}},
                       Chassis{7, "rtr-1", 7, text("rtr-1")}));
 
-TEST_F(LocalSystem, UnknownChassisSubtypeKeepsTheSubtypeAndEmptiesTheId) {
-    ASSERT_NE(nullptr, get());
+TEST_F(LocalSystem, UnknownChassisSubtypeIsServedAsGivenWithAnEmptyId) {
+    ASSERT_NE(nullptr, get());  // an earlier answer must not leak into the next one
     serve(topology(5, "whatever"));
     lldpLocalSystemData_t* row = get();
     ASSERT_NE(nullptr, row);
-    EXPECT_EQ(4, row->lldpLocChassisIdSubtype);
+    EXPECT_EQ(5, row->lldpLocChassisIdSubtype);
     EXPECT_EQ(nullptr, row->lldpLocChassisId);
 
-    // Column 2 answers nothing while the chassis ID is empty; column 1 answers 4.
+    // Column 2 answers nothing while the chassis ID is empty; column 1 answers 5.
     EXPECT_EQ("", lldpmib_test::get_line({1, 0, 8802, 1, 1, 2, 1, 3, 2, 0}));
-    EXPECT_EQ("1.0.8802.1.1.2.1.3.1.0 INTEGER 4",
+    EXPECT_EQ("1.0.8802.1.1.2.1.3.1.0 INTEGER 5",
               lldpmib_test::get_line({1, 0, 8802, 1, 1, 2, 1, 3, 1, 0}));
 }
 

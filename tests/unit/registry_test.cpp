@@ -347,7 +347,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(ModuleTest, ConfigurationAndStatisticsGroupsAnswerNothing) {
     start();
-    ObjectInfo scalar = {{9, const_cast<uint32_t*>(lldpmib_OidList[0].oid.oid_ptr)}};
+    ObjectInfo scalar{};
+    scalar.oid = {9, const_cast<uint32_t*>(lldpmib_OidList[0].oid.oid_ptr)};
     uint32_t sids[] = {1, 0, 8802, 1, 1, 2, 1, 1, 1, 0};
     OID incoming = {10, sids};
     for (GetMethod m : {lldpConfiguration_get, lldpStatistics_get, lldpPortConfigEntry_get,
@@ -362,7 +363,8 @@ OID oid_of(std::vector<uint32_t>& sids) { return OID{(int32_t)sids.size(), sids.
 
 TEST(SetRefusal, ConfigurationScalarsRefuseWithGenErrAndCleanUp) {
     std::vector<uint32_t> base = {1, 0, 8802, 1, 1, 2, 1, 1, 1};
-    ObjectInfo obj = {oid_of(base)};
+    ObjectInfo obj{};
+    obj.oid = oid_of(base);
     std::vector<uint32_t> good = base, bad1 = base, bad2 = base;
     good.push_back(0);
     bad1.push_back(1);
@@ -385,7 +387,8 @@ TEST(SetRefusal, ConfigurationScalarsRefuseWithGenErrAndCleanUp) {
 
 TEST(SetRefusal, PortConfigurationRefusesWithNoAccessOrGenErrForTheSamePort) {
     std::vector<uint32_t> base = {1, 0, 8802, 1, 1, 2, 1, 1, 6, 1, 2};
-    ObjectInfo obj = {oid_of(base)};
+    ObjectInfo obj{};
+    obj.oid = oid_of(base);
     std::vector<uint32_t> port4 = base;
     port4.push_back(4);
     OID p4 = oid_of(port4);
