@@ -129,12 +129,14 @@ int parse_options(int argc, char** argv, Options* o) {
     return -1;
 }
 
+// net-snmp's AgentX decoder sign-extends sub-identifiers from 2^31 up into
+// the 64-bit oid type; the wire carries 32 bits, so the low half is the value.
 mib_router::Oid to_router_oid(const oid* name, size_t len, bool* ok) {
     mib_router::Oid out;
     out.reserve(len);
     *ok = true;
     for (size_t i = 0; i < len; ++i) {
-        if (name[i] > UINT32_MAX) *ok = false;
+        if (name[i] > UINT32_MAX && (name[i] >> 32) != UINT32_MAX) *ok = false;
         out.push_back(static_cast<uint32_t>(name[i]));
     }
     return out;
