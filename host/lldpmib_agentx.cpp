@@ -39,7 +39,7 @@ const char* const kUsage =
     "  --lldpd [SOCKET]      read a running lldpd through its control socket\n"
     "                        (also --lldpd=SOCKET; default: lldpd's own socket)\n"
     "  --lldpd-time-marks    with --lldpd: time marks from the neighbours' last\n"
-    "                        changes (default 0; a walk may then skip neighbours)\n"
+    "                        changes (default: every time mark 0)\n"
     "  --agentx-socket ADDR  the master's AgentX address (unix path, or\n"
     "                        tcp:HOST:PORT; default: net-snmp's, /var/agentx/master)\n"
     "  --debug FLAGS         module trace flags, as in LLDPMIB_DEBUG (\"all\",\n"

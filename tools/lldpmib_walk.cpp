@@ -31,7 +31,7 @@ const char* const kUsage =
     "  --lldpd [SOCKET]    read a running lldpd through its control socket\n"
     "                      (also --lldpd=SOCKET; default: lldpd's own socket)\n"
     "  --lldpd-time-marks  with --lldpd: time marks from the neighbours' last\n"
-    "                      changes (default 0; a walk may then skip neighbours)\n"
+    "                      changes (default: every time mark 0)\n"
     "  --debug FLAGS       trace flags, as in LLDPMIB_DEBUG (\"all\",\n"
     "                      \"lldp/trace,lldp/verbose\", ...); lines go to stderr\n"
     "  -h, --help          this text\n"
