@@ -105,10 +105,16 @@ struct local_ma_row {
     const lldp_addr_element* element;
 };
 
-// The snapshot's index of rows, and how far through the client's addresses
-// it knows every one: all addresses up to known_through, or all of them.
+// The snapshot's index.  The client answers an address with the rest of its
+// record from that address on, so a row is taken only from the head of what
+// the client handed back: the other addresses of the chain may be held again,
+// earlier, by another record.  Kept copies are never suffixes of each other
+// (a copy that is the tail of another is merged into it), so there are at
+// most as many as records.  known_through: every address up to it is known;
+// complete: every address is.
 struct local_ma_index {
     std::map<ma_key, local_ma_row> rows;
+    std::multimap<ma_key, local_ma_row> elements;  // every address of every kept copy
     bool started;
     lldp_addr_element known_through;
     bool complete;
@@ -117,20 +123,73 @@ local_ma_index local_ma_rows;
 
 void local_ma_index_clear() {
     local_ma_rows.rows.clear();
+    local_ma_rows.elements.clear();
     local_ma_rows.started = false;
     local_ma_rows.complete = false;
 }
 
-// Indexes the addresses of a fetched copy; a copy that adds no row leaves
-// the snapshot at once.
-void local_ma_index_copy(lldpmib_snapshot* s, lldp_local_ma_td* copy) {
-    bool added = false;
-    for (const lldp_addr_element* e = copy->addrs; e != nullptr; e = e->next)
-        added |= local_ma_rows.rows.emplace(instance_of(e), local_ma_row{copy, e}).second;
-    if (!added) {
-        kel_list_remove(s->list, 0, copy);
-        lldp_client_free_local_ma_td(copy);
+bool same_address(const lldp_addr_element* a, const lldp_addr_element* b) {
+    return a->addr_type == b->addr_type && a->addr_subtype == b->addr_subtype &&
+           a->if_id == b->if_id && memcmp(a->addr, b->addr, sizeof a->addr) == 0;
+}
+
+// Whether the chains from a and from b hold the same addresses to their ends.
+bool same_tail(const lldp_addr_element* a, const lldp_addr_element* b) {
+    for (; a != nullptr && b != nullptr; a = a->next, b = b->next)
+        if (!same_address(a, b)) return false;
+    return a == nullptr && b == nullptr;
+}
+
+// The kept chain from which the chain at e reads the same, or none.
+const local_ma_row* kept_tail(const lldp_addr_element* e, bool heads_only) {
+    auto [from, to] = local_ma_rows.elements.equal_range(instance_of(e));
+    for (auto it = from; it != to; ++it) {
+        const local_ma_row& kept = it->second;
+        if ((!heads_only || kept.element == kept.record->addrs) && same_tail(kept.element, e))
+            return &kept;
     }
+    return nullptr;
+}
+
+void local_ma_free_copy(lldpmib_snapshot* s, lldp_local_ma_td* copy) {
+    kel_list_remove(s->list, 0, copy);
+    lldp_client_free_local_ma_td(copy);
+}
+
+// Moves the rows and addresses of the kept copy old into the chain at into,
+// which reads the same, and frees old.
+void local_ma_merge(lldpmib_snapshot* s, lldp_local_ma_td* old, lldp_local_ma_td* copy,
+                    const lldp_addr_element* into) {
+    auto& elements = local_ma_rows.elements;
+    for (const lldp_addr_element* e = old->addrs; e != nullptr; e = e->next, into = into->next) {
+        ma_key k = instance_of(e);
+        auto row = local_ma_rows.rows.find(k);
+        if (row != local_ma_rows.rows.end() && row->second.element == e) row->second = {copy, into};
+        auto [from, to] = elements.equal_range(k);
+        for (auto it = from; it != to; ++it)
+            if (it->second.element == e) {
+                elements.erase(it);
+                break;
+            }
+    }
+    local_ma_free_copy(s, old);
+}
+
+// Indexes the head of a fetched copy.  A copy whose addresses are already
+// held is freed at once; kept copies that are its tail are merged into it.
+void local_ma_index_copy(lldpmib_snapshot* s, lldp_local_ma_td* copy) {
+    const lldp_addr_element* head = copy->addrs;
+    if (const local_ma_row* kept = kept_tail(head, false)) {
+        local_ma_rows.rows.emplace(instance_of(head), *kept);
+        local_ma_free_copy(s, copy);
+        return;
+    }
+    for (const lldp_addr_element* e = head; e != nullptr; e = e->next) {
+        while (const local_ma_row* tail = kept_tail(e, true)) local_ma_merge(s, tail->record, copy, e);
+    }
+    for (const lldp_addr_element* e = head; e != nullptr; e = e->next)
+        local_ma_rows.elements.emplace(instance_of(e), local_ma_row{copy, e});
+    local_ma_rows.rows.emplace(instance_of(head), local_ma_row{copy, head});
 }
 
 // Asks the client for the address at key (exact) or the least one not below
