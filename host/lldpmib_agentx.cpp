@@ -27,23 +27,16 @@ const oid kLldpMib[] = {1, 0, 8802, 1, 1, 2};
 // within about this long.
 const int kPingInterval = 2;
 
-const char* const kUsage =
+const char* const kUsageHead =
     "Usage: lldpmib-agentx [OPTIONS]\n"
     "\n"
     "AgentX subagent serving the LLDP-MIB (1.0.8802.1.1.2) from the lldpmib\n"
     "module.  Needs a master agent with AgentX enabled (snmpd: \"master agentx\").\n"
     "\n"
-    "Options:\n"
-    "  --topology FILE       serve the JSON topology FILE (default: the embedded\n"
-    "                        example topology)\n"
-    "  --lldpd [SOCKET]      read a running lldpd through its control socket\n"
-    "                        (also --lldpd=SOCKET; default: lldpd's own socket)\n"
-    "  --lldpd-time-marks    with --lldpd: time marks from the neighbours' last\n"
-    "                        changes (default: every time mark 0)\n"
+    "Options:\n";
+const char* const kUsageTail =
     "  --agentx-socket ADDR  the master's AgentX address (unix path, or\n"
     "                        tcp:HOST:PORT; default: net-snmp's, /var/agentx/master)\n"
-    "  --debug FLAGS         module trace flags, as in LLDPMIB_DEBUG (\"all\",\n"
-    "                        \"lldp/trace,lldp/verbose\", ...); lines go to stderr\n"
     "  -f, --foreground      stay in the foreground and log to stderr (otherwise\n"
     "                        detach and log to syslog)\n"
     "  -h, --help            this text\n"
@@ -52,10 +45,8 @@ const char* const kUsage =
     "or restart: the subagent keeps reconnecting.\n";
 
 struct Options {
-    mib_router::BackendChoice backend;
+    mib_router::CommonOptions common;
     std::string agentx_socket;
-    std::string debug;
-    bool debug_set = false;
     bool foreground = false;
 };
 
@@ -75,62 +66,34 @@ int usage_error(const std::string& message) {
 
 // Returns -1 when options are fine, else the exit status.
 int parse_options(int argc, char** argv, Options* o) {
-    auto value = [&](int* i, const std::string& a, const char* name, std::string* out) -> bool {
-        std::string prefix = std::string(name) + "=";
-        if (a == name) {
-            if (*i + 1 >= argc) return false;
-            *out = argv[++*i];
-        } else {
-            *out = a.substr(prefix.size());
-        }
-        return !out->empty();
-    };
-    auto has = [](const std::string& a, const char* name) {
-        return a == name || a.rfind(std::string(name) + "=", 0) == 0;
-    };
+    std::string error;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
-        std::string v;
         if (a == "-h" || a == "--help") {
-            std::fputs(kUsage, stdout);
+            std::fputs(kUsageHead, stdout);
+            std::fputs(mib_router::kCommonOptionsHelp, stdout);
+            std::fputs(kUsageTail, stdout);
             return 0;
+        } else if (int taken = mib_router::take_common_option(argc, argv, &i, &o->common, &error, nullptr)) {
+            if (taken < 0) return usage_error(error);
         } else if (a == "-f" || a == "--foreground") {
             o->foreground = true;
-        } else if (has(a, "--topology")) {
-            if (!value(&i, a, "--topology", &v)) return usage_error("--topology needs a file");
-            o->backend.topology_file = v;
-        } else if (a == "--lldpd") {
-            o->backend.lldpd = true;
-            if (i + 1 < argc && argv[i + 1][0] != '-') o->backend.lldpd_socket = argv[++i];
-        } else if (a.rfind("--lldpd=", 0) == 0) {
-            o->backend.lldpd = true;
-            o->backend.lldpd_socket = a.substr(std::strlen("--lldpd="));
-        } else if (a == "--lldpd-time-marks") {
-            o->backend.lldpd_time_marks = true;
-        } else if (has(a, "--agentx-socket")) {
-            if (!value(&i, a, "--agentx-socket", &v))
-                return usage_error("--agentx-socket needs an address");
-            o->agentx_socket = v;
-        } else if (has(a, "--debug")) {
-            // An empty list is allowed: it turns every flag off.
-            if (a == "--debug" && i + 1 >= argc) return usage_error("--debug needs flags");
-            value(&i, a, "--debug", &o->debug);
-            o->debug_set = true;
+        } else if (a == "--agentx-socket" || a.rfind("--agentx-socket=", 0) == 0) {
+            if (a == "--agentx-socket" && i + 1 < argc)
+                o->agentx_socket = argv[++i];
+            else if (a != "--agentx-socket")
+                o->agentx_socket = a.substr(std::strlen("--agentx-socket="));
+            if (o->agentx_socket.empty()) return usage_error("--agentx-socket needs an address");
         } else if (!a.empty() && a[0] == '-') {
             return usage_error("unknown option " + a);
         } else {
             return usage_error("unexpected argument " + a);
         }
     }
-    if (o->backend.lldpd && o->backend.topology_file)
-        return usage_error("--topology and --lldpd exclude each other");
-    if (o->backend.lldpd_time_marks && !o->backend.lldpd)
-        return usage_error("--lldpd-time-marks needs --lldpd");
+    if (!mib_router::check_common_options(o->common, &error)) return usage_error(error);
     return -1;
 }
 
-// net-snmp's AgentX decoder sign-extends sub-identifiers from 2^31 up into
-// the 64-bit oid type; the wire carries 32 bits, so the low half is the value.
 mib_router::Oid to_router_oid(const oid* name, size_t len, bool* ok) {
     mib_router::Oid out;
     out.reserve(len);
@@ -209,11 +172,11 @@ int main(int argc, char** argv) {
     if (int status = parse_options(argc, argv, &opt); status >= 0) return status;
 
     std::string error;
-    if (!mib_router::use_backend(opt.backend, &error)) {
+    if (!mib_router::use_backend(opt.common.backend, &error)) {
         std::fprintf(stderr, "%s: %s\n", kAppName, error.c_str());
         return 1;
     }
-    if (opt.debug_set) kel_dt_configure(opt.debug.c_str());
+    if (opt.common.debug_set) kel_dt_configure(opt.common.debug.c_str());
 
     // A subagent needs no MIB files and keeps no state of its own.
     setenv("MIBS", "", 0);

@@ -13,7 +13,7 @@
 
 namespace {
 
-const char* const kUsage =
+const char* const kUsageHead =
     "Usage: lldpmib-walk [OPTIONS] [COMMAND [OID...]]\n"
     "\n"
     "Starts the LLDP-MIB module in this process and answers requests through its\n"
@@ -25,16 +25,9 @@ const char* const kUsage =
     "  next OID...     GET-NEXT of each OID\n"
     "  (no command: walk 1.0.8802.1.1.2)\n"
     "\n"
-    "Options:\n"
-    "  --topology FILE     serve the JSON topology FILE (default: the embedded\n"
-    "                      example topology)\n"
-    "  --lldpd [SOCKET]    read a running lldpd through its control socket\n"
-    "                      (also --lldpd=SOCKET; default: lldpd's own socket)\n"
-    "  --lldpd-time-marks  with --lldpd: time marks from the neighbours' last\n"
-    "                      changes (default: every time mark 0)\n"
-    "  --debug FLAGS       trace flags, as in LLDPMIB_DEBUG (\"all\",\n"
-    "                      \"lldp/trace,lldp/verbose\", ...); lines go to stderr\n"
-    "  -h, --help          this text\n"
+    "Options:\n";
+const char* const kUsageTail =
+    "  -h, --help            this text\n"
     "\n"
     "Output, one line per binding:\n"
     "  <oid> INTEGER <decimal>\n"
@@ -58,10 +51,8 @@ void print(const mib_router::Binding& b) { std::printf("%s\n", mib_router::forma
 }  // namespace
 
 int main(int argc, char** argv) {
-    mib_router::BackendChoice backend;
-    std::string debug;
-    bool debug_set = false;
-    std::string command;
+    mib_router::CommonOptions opt;
+    std::string command, error;
     std::vector<std::string> args;
 
     for (int i = 1; i < argc; ++i) {
@@ -69,34 +60,12 @@ int main(int argc, char** argv) {
         if (!command.empty()) {
             args.push_back(a);
         } else if (a == "-h" || a == "--help") {
-            std::fputs(kUsage, stdout);
+            std::fputs(kUsageHead, stdout);
+            std::fputs(mib_router::kCommonOptionsHelp, stdout);
+            std::fputs(kUsageTail, stdout);
             return 0;
-        } else if (a == "--topology" || a.rfind("--topology=", 0) == 0) {
-            if (a == "--topology") {
-                if (i + 1 >= argc) return usage_error("--topology needs a file");
-                a = argv[++i];
-            } else {
-                a = a.substr(std::strlen("--topology="));
-            }
-            if (a.empty()) return usage_error("--topology needs a file");
-            backend.topology_file = a;
-        } else if (a == "--lldpd") {
-            backend.lldpd = true;
-            if (i + 1 < argc && argv[i + 1][0] != '-' && !is_command(argv[i + 1]))
-                backend.lldpd_socket = argv[++i];
-        } else if (a.rfind("--lldpd=", 0) == 0) {
-            backend.lldpd = true;
-            backend.lldpd_socket = a.substr(std::strlen("--lldpd="));
-        } else if (a == "--lldpd-time-marks") {
-            backend.lldpd_time_marks = true;
-        } else if (a == "--debug" || a.rfind("--debug=", 0) == 0) {
-            if (a == "--debug") {
-                if (i + 1 >= argc) return usage_error("--debug needs flags");
-                debug = argv[++i];
-            } else {
-                debug = a.substr(std::strlen("--debug="));
-            }
-            debug_set = true;
+        } else if (int taken = mib_router::take_common_option(argc, argv, &i, &opt, &error, is_command)) {
+            if (taken < 0) return usage_error(error);
         } else if (is_command(a)) {
             command = a;
         } else if (!a.empty() && a[0] == '-') {
@@ -105,9 +74,7 @@ int main(int argc, char** argv) {
             return usage_error("unknown command " + a);
         }
     }
-    if (backend.lldpd && backend.topology_file)
-        return usage_error("--topology and --lldpd exclude each other");
-    if (backend.lldpd_time_marks && !backend.lldpd) return usage_error("--lldpd-time-marks needs --lldpd");
+    if (!mib_router::check_common_options(opt, &error)) return usage_error(error);
     if (command.empty()) command = "walk";
     if (command == "walk" && args.size() > 1) return usage_error("walk takes at most one OID");
     if (command != "walk" && args.empty()) return usage_error(command + " needs an OID");
@@ -120,12 +87,11 @@ int main(int argc, char** argv) {
         oids.push_back(*oid);
     }
 
-    std::string error;
-    if (!mib_router::use_backend(backend, &error)) {
+    if (!mib_router::use_backend(opt.backend, &error)) {
         std::fprintf(stderr, "lldpmib-walk: %s\n", error.c_str());
         return 1;
     }
-    if (debug_set) kel_dt_configure(debug.c_str());
+    if (opt.debug_set) kel_dt_configure(opt.debug.c_str());
 
     init_lldpmib(nullptr, 1);
     {

@@ -1,6 +1,7 @@
 #include "backend.h"
 
 #include <cstdio>
+#include <cstring>
 
 #include "lldp_client.h"
 #include "lldp_client_model.h"
@@ -8,11 +9,82 @@
 
 namespace mib_router {
 
+const char* const kCommonOptionsHelp =
+    "  --topology FILE       serve the JSON topology FILE (default: the embedded\n"
+    "                        example topology)\n"
+    "  --lldpd [SOCKET]      read a running lldpd through its control socket\n"
+    "                        (also --lldpd=SOCKET; default: lldpd's own socket)\n"
+    "  --lldpd-time-marks    with --lldpd: time marks from the neighbours' last\n"
+    "                        changes (default: every time mark 0)\n"
+    "  --debug FLAGS         module trace flags, as in LLDPMIB_DEBUG (\"all\",\n"
+    "                        \"lldp/trace,lldp/verbose\", ...); lines go to stderr\n";
+
+namespace {
+
+// Whether a is --name or --name=VALUE.
+bool names(const std::string& a, const char* name) {
+    return a == name || a.rfind(std::string(name) + "=", 0) == 0;
+}
+
+// The value of --name VALUE or --name=VALUE; false when there is none.
+bool value_of(int argc, char** argv, int* i, const std::string& a, const char* name,
+              std::string* out) {
+    if (a != name) {
+        *out = a.substr(std::strlen(name) + 1);
+        return true;
+    }
+    if (*i + 1 >= argc) return false;
+    *out = argv[++*i];
+    return true;
+}
+
+}  // namespace
+
+int take_common_option(int argc, char** argv, int* i, CommonOptions* o, std::string* error,
+                       bool (*is_operand)(const std::string&)) {
+    const std::string a = argv[*i];
+    std::string v;
+    if (names(a, "--topology")) {
+        if (!value_of(argc, argv, i, a, "--topology", &v) || v.empty()) {
+            *error = "--topology needs a file";
+            return -1;
+        }
+        o->backend.topology_file = v;
+    } else if (a == "--lldpd") {
+        o->backend.lldpd = true;
+        if (*i + 1 < argc && argv[*i + 1][0] != '-' && !(is_operand && is_operand(argv[*i + 1])))
+            o->backend.lldpd_socket = argv[++*i];
+    } else if (names(a, "--lldpd")) {
+        o->backend.lldpd = true;
+        value_of(argc, argv, i, a, "--lldpd", &o->backend.lldpd_socket);
+    } else if (a == "--lldpd-time-marks") {
+        o->backend.lldpd_time_marks = true;
+    } else if (names(a, "--debug")) {
+        if (!value_of(argc, argv, i, a, "--debug", &o->debug)) {
+            *error = "--debug needs flags";
+            return -1;
+        }
+        o->debug_set = true;
+    } else {
+        return 0;
+    }
+    return 1;
+}
+
+bool check_common_options(const CommonOptions& o, std::string* error) {
+    if (o.backend.lldpd && o.backend.topology_file)
+        *error = "--topology and --lldpd exclude each other";
+    else if (o.backend.lldpd_time_marks && !o.backend.lldpd)
+        *error = "--lldpd-time-marks needs --lldpd";
+    else
+        return true;
+    return false;
+}
+
 bool use_backend(const BackendChoice& choice, std::string* error) {
     char err[512] = "";
     if (choice.lldpd) {
-        // Time marks stay 0 unless asked for: a walk passes over neighbours
-        // whose time mark is below an earlier row's.
+        // Time marks stay 0 unless asked for (see the README).
         const char* sock = choice.lldpd_socket.empty() ? nullptr : choice.lldpd_socket.c_str();
         if (lldp_client_use_lldpd(sock, choice.lldpd_time_marks ? 1 : 0, err, sizeof err) != 0) {
             *error = err[0] ? err : "cannot use lldpd";

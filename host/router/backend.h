@@ -13,6 +13,26 @@ struct BackendChoice {
     bool lldpd_time_marks = false;             // time marks from lldpd instead of 0
 };
 
+// The options both programs take, parsed alike.
+struct CommonOptions {
+    BackendChoice backend;
+    std::string debug;  // trace flags, as in LLDPMIB_DEBUG; empty turns all off
+    bool debug_set = false;
+};
+
+// Their help lines, for an option column 24 characters wide.
+extern const char* const kCommonOptionsHelp;
+
+// Takes argv[*i] (and its value, advancing *i) when it is a common option:
+// 1 taken, 0 not one of them, -1 bad (*error then says why).  is_operand
+// tells whether the word after a bare --lldpd belongs to the program (a
+// command) rather than being lldpd's socket.
+int take_common_option(int argc, char** argv, int* i, CommonOptions* o, std::string* error,
+                       bool (*is_operand)(const std::string&));
+
+// The combinations the common options refuse; false with *error.
+bool check_common_options(const CommonOptions& o, std::string* error);
+
 // Applies the choice before the module starts; nothing chosen keeps the
 // embedded example topology.  A topology (file or embedded) also sets the
 // platform identity (router type, node) the module reads; with lldpd it stays
