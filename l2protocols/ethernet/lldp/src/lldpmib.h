@@ -101,7 +101,7 @@ int lldpmib_is_orvik_platform(void);
 // What differs between the tables' snapshots: names, lines and the copies'
 // free operation.  Lines are whole formats with their level prefix
 // ("VERBOSE[%s] ..."; create_failed_line "MIB[%s] ..."), whose "%s" is the
-// writing shim's name; removing_line may also take one %d (the port number).
+// writing shim's name.
 typedef struct lldpmib_snapshot_kind {
     const char* list_name;
     void (*free_copy)(void* copy);
@@ -109,8 +109,6 @@ typedef struct lldpmib_snapshot_kind {
     const char* reset_line;       // the list found not live
     const char* expired_line;     // the list found stale
     const char* create_failed_line;
-    const char* removing_line;
-    const char* destroying_line;
     const char* purging_line;
 } lldpmib_snapshot_kind;
 
@@ -131,10 +129,12 @@ int lldpmib_snapshot_usable(lldpmib_snapshot* s, const lldpmib_snapshot_kind* ki
 // Creates the list; on failure writes create_failed_line.  0 on success.
 int lldpmib_snapshot_create(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
                             const char* fn);
-// Takes a served record out: removing_line (with port when it has %d), remove,
-// destroy the list when that emptied it, free the record.
+// Takes a served record out: removing_line (its "%s" is fn, its "%d" port),
+// remove, destroying_line and destroy the list when that emptied it, free the
+// record.
 void lldpmib_snapshot_consume(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
-                              const char* fn, void* record, int port);
+                              const char* fn, void* record, int port, const char* removing_line,
+                              const char* destroying_line);
 // Drops the whole snapshot: purging_line, destroy_list, handle cleared.
 void lldpmib_snapshot_purge(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
                             const char* fn);

@@ -335,12 +335,13 @@ static void lldpmib_destroy_empty_list(kel_list_handle* list, const char* fn) {
 }
 
 void lldpmib_snapshot_consume(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
-                              const char* fn, void* record, int port) {
-    LLDPMIB_EMIT(LLDP_ROW_VERBOSE, kind->removing_line, fn, port);
+                              const char* fn, void* record, int port, const char* removing_line,
+                              const char* destroying_line) {
+    LLDPMIB_EMIT(LLDP_ROW_VERBOSE, removing_line, fn, port);
     if (s->list != nullptr && kel_list_is_valid(s->list)) {
         kel_list_remove(s->list, 0, record);
         if (kel_list_is_empty(s->list)) {
-            LLDPMIB_EMIT(LLDP_ROW_VERBOSE, kind->destroying_line, fn);
+            LLDPMIB_EMIT(LLDP_ROW_VERBOSE, destroying_line, fn);
             lldpmib_destroy_empty_list(&s->list, fn);
         }
     }

@@ -31,8 +31,6 @@ const lldpmib_snapshot_kind local_ma_kind = {
     "VERBOSE[%s] Reset entry_count:0, total_entries:0\n",
     "VERBOSE[%s] current timestamp not matching cached timestamp,cache deleted\n",
     "MIB[%s] kel_list_create failed",
-    "VERBOSE[%s] Removing LLDP MIB Local MA entry from Local Management address cache",
-    "VERBOSE[%s] Destroying Local Management address cache\n",
     "VERBOSE[%s] Purging out LLDP MIB Local Management address cache\n",
 };
 

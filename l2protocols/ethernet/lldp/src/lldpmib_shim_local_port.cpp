@@ -30,8 +30,6 @@ const lldpmib_snapshot_kind local_port_kind = {
     "VERBOSE[%s] Reset entry_count:0, total_entries:0\n",
     "VERBOSE[%s] current timestamp not matching cached timestamp,cache deleted\n",
     "MIB[%s] kel_list_create failed",
-    "VERBOSE[%s] Removing LLDP MIB Local Port(%d) entry from LLDP MIB Local Port Table cache\n",
-    "VERBOSE[%s] Destroying LLDP MIB Local Port Table cache\n",
     "VERBOSE[%s] Purging out LLDP MIB Local Port Table cache\n",
 };
 
@@ -180,7 +178,9 @@ lldpLocPortEntry_t* lldpmib_shim_local_port_entry_get(int serialNum, void* conte
         lldpmib_snapshot_touch(s);
         if (searchType == EXACT || nominator == kLastNominator)
             lldpmib_snapshot_consume(s, &local_port_kind, "lldpmib_shim_local_port_entry_get",
-                                     found, (int)lldpLocPortEntryData.lldpLocPortNum);
+                                     found, (int)lldpLocPortEntryData.lldpLocPortNum,
+                                     "VERBOSE[%s] Removing LLDP MIB Local Port(%d) entry from LLDP MIB Local Port Table cache\n",
+                                     "VERBOSE[%s] Destroying LLDP MIB Local Port Table cache\n");
         if (filled)
             answer = &lldpLocPortEntryData;
         else

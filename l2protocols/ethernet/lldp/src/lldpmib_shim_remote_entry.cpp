@@ -16,8 +16,6 @@ const lldpmib_snapshot_kind remote_entry_kind = {
     "VERBOSE[%s] Reset entry_count:0, total_entries:0\n",
     "VERBOSE[%s] current timestamp not matching cached timestamp,cache deleted\n",
     "MIB[%s] Remote list create failed",
-    "VERBOSE[%s] Removing Remote Entry from LLDP MIB Remote Entry cache",
-    "VERBOSE[%s] Destroying LLDP MIB Remote Port Entry Cache\n",
     "VERBOSE[%s] Purging out LLDP MIB Remote Port Entry cache\n",
 };
 

@@ -20,8 +20,6 @@ const lldpmib_snapshot_kind remote_ma_kind = {
     "VERBOSE[%s] current timestamp not matching cached timestamp,Remote management address "
     "table cache deleted\n",
     "MIB[%s] Remote list create failed",
-    "VERBOSE[%s] Removing Remote entry from LLDP MIB Remote Management address cache",
-    "VERBOSE[%s] Destroying LLDP MIB Remote Management address cache",
     "VERBOSE[%s] Purging out LLDP MIB Remote Management address cache\n",
 };
 

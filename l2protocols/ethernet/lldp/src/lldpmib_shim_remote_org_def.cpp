@@ -21,8 +21,6 @@ const lldpmib_snapshot_kind oui_kind = {
     "VERBOSE[%s] Reset entry_oui_count:0, total_oui_entries:0, total_entries:0\n",
     "VERBOSE[%s] current timestamp not matching cached timestamp,cache deleted\n",
     "MIB[%s] Remote list create failed",
-    "VERBOSE[%s] Removing Remote entry from LLDP MIB Remote OUI cache",
-    "VERBOSE[%s] Destroying LLDP MIB Remote OUI cache\n",
     "VERBOSE[%s] Purging out LLDP MIB Remote OUI cache\n",
 };
 

@@ -19,8 +19,6 @@ const lldpmib_snapshot_kind unknown_tlv_kind = {
     "VERBOSE[%s] Reset entry_unknown_count:0, total_unknown_entries:0, total_entries:0\n",
     "VERBOSE[%s] current timestamp not matching cached timestamp,cache deleted\n",
     "MIB[%s] Remote list create failed",
-    "VERBOSE[%s] Removing Remote entry from LLDP MIB Remote Unknown TLV cache",
-    "VERBOSE[%s] Destroying LLDP MIB Remote Unknown TLV cache\n",
     "VERBOSE[%s] Purging out LLDP MIB Remote Unknown TLV cache\n",
 };
 
