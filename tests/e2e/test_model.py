@@ -51,10 +51,9 @@ def _mac(raw):
     return bytes(out)
 
 
-def _caps(value, high_first):
-    mirrored = int(f"{value & 0xFFFF:016b}"[::-1], 2)
-    hi, lo = mirrored >> 8, mirrored & 0xFF
-    return bytes([hi, lo]) if high_first else bytes([lo, hi])
+def _caps(value):
+    """BITS: capability n is bit n, bit 0 the first octet's most significant."""
+    return int(f"{value & 0xFFFF:016b}"[::-1], 2).to_bytes(2, "big")
 
 
 def _i32(v):
@@ -90,8 +89,8 @@ def reference(topo):
         put((1, 3, 2), [0], "OCTETS", chassis)
     put((1, 3, 3), [0], "OCTETS", _bytes(loc.get("sys_name", "")))
     put((1, 3, 4), [0], "OCTETS", _bytes(loc.get("sys_desc", "")))
-    put((1, 3, 5), [0], "OCTETS", _caps(loc.get("supported_caps", 0), False))
-    put((1, 3, 6), [0], "OCTETS", _caps(loc.get("enabled_caps", 0), False))
+    put((1, 3, 5), [0], "OCTETS", _caps(loc.get("supported_caps", 0)))
+    put((1, 3, 6), [0], "OCTETS", _caps(loc.get("enabled_caps", 0)))
     for rec in topo.get("local_man_addrs", []):
         for a in rec["addrs"]:
             ip = ipaddress.ip_address(a["addr"])
@@ -119,8 +118,8 @@ def reference(topo):
             put((1, 4, 1, 1, 8), key, "OCTETS", _bytes(n.get("port_desc", "")))
             put((1, 4, 1, 1, 9), key, "OCTETS", _bytes(n.get("sys_name", "")))
             put((1, 4, 1, 1, 10), key, "OCTETS", _bytes(n.get("sys_desc", "")))
-            put((1, 4, 1, 1, 11), key, "OCTETS", _caps(n.get("supported_caps", 0), True))
-            put((1, 4, 1, 1, 12), key, "OCTETS", _caps(n.get("enabled_caps", 0), True))
+            put((1, 4, 1, 1, 11), key, "OCTETS", _caps(n.get("supported_caps", 0)))
+            put((1, 4, 1, 1, 12), key, "OCTETS", _caps(n.get("enabled_caps", 0)))
             for a in n.get("man_addrs", []):
                 ip = ipaddress.ip_address(a["addr"])
                 if not any(ip.packed):

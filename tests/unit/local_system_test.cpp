@@ -129,7 +129,9 @@ struct Caps {
 
 class LocalSystemCaps : public LocalSystem, public ::testing::WithParamInterface<Caps> {};
 
-TEST_P(LocalSystemCaps, CapabilityOctetsFollowEnktActive) {
+// Either way the octets are BITS: bridge (2) and router (4) are 0x28 in the
+// first octet.
+TEST_P(LocalSystemCaps, CapabilityOctetsAreBitsWhateverEnktActive) {
     EnktActive env(GetParam().enkt);
     lldpLocalSystemData_t* row = get();  // bridge + router supported, router enabled
     ASSERT_NE(nullptr, row);
@@ -140,7 +142,7 @@ TEST_P(LocalSystemCaps, CapabilityOctetsFollowEnktActive) {
 INSTANTIATE_TEST_SUITE_P(Settings, LocalSystemCaps,
                          ::testing::Values(Caps{"1", {0x28, 0x00}, {0x08, 0x00}},
                                            Caps{"", {0x28, 0x00}, {0x08, 0x00}},
-                                           Caps{nullptr, {0x00, 0x28}, {0x00, 0x08}}));
+                                           Caps{nullptr, {0x28, 0x00}, {0x08, 0x00}}));
 
 TEST_F(LocalSystem, CapabilityLinesPrintTheMirroredValue) {
     EnktActive env(nullptr);

@@ -171,11 +171,11 @@ std::optional<bytes> mac_text(const bytes& text) {
 
 // LldpSystemCapabilitiesMap: capability bit n is bit n of the BITS value,
 // bit 0 the most significant bit of the first octet.
-uint16_t mirror16(uint16_t v) {
-    uint16_t r = 0;
-    for (int i = 0; i < 16; ++i)
-        if (v & (1u << i)) r |= static_cast<uint16_t>(1u << (15 - i));
-    return r;
+RefValue capability_bits(int64_t caps) {
+    bytes b(2, 0);
+    for (int n = 0; n < 16; ++n)
+        if (caps & (1 << n)) b[n / 8] |= static_cast<uint8_t>(0x80 >> (n % 8));
+    return octets(b);
 }
 
 void put(RefMib& mib, const RefOid& column, const RefOid& instance, RefValue v) {
@@ -200,12 +200,8 @@ void local_system(const json& l, RefMib& mib) {
     }  // any other subtype: no chassis ID can be made
     put(mib, ref_oids::column(g, 3), zero, octets(field_bytes(l, "sys_name")));
     put(mib, ref_oids::column(g, 4), zero, octets(field_bytes(l, "sys_desc")));
-    // The local capability strings hold the mirrored value low byte first.
-    for (auto [col, key] : {std::pair{5u, "supported_caps"}, std::pair{6u, "enabled_caps"}}) {
-        uint16_t m = mirror16(static_cast<uint16_t>(field_int(l, key, 0)));
-        put(mib, ref_oids::column(g, col), zero,
-            octets({static_cast<uint8_t>(m & 0xFF), static_cast<uint8_t>(m >> 8)}));
-    }
+    for (auto [col, key] : {std::pair{5u, "supported_caps"}, std::pair{6u, "enabled_caps"}})
+        put(mib, ref_oids::column(g, col), zero, capability_bits(field_int(l, key, 0)));
 }
 
 void local_port(const json& p, RefMib& mib) {
@@ -250,12 +246,8 @@ void neighbor(const json& n, uint32_t port, RefMib& mib) {
     put(mib, ref_oids::column(e, 8), key, octets(field_bytes(n, "port_desc")));
     put(mib, ref_oids::column(e, 9), key, octets(field_bytes(n, "sys_name")));
     put(mib, ref_oids::column(e, 10), key, octets(field_bytes(n, "sys_desc")));
-    // The remote capability strings hold the mirrored value high byte first.
-    for (auto [col, k] : {std::pair{11u, "supported_caps"}, std::pair{12u, "enabled_caps"}}) {
-        uint16_t m = mirror16(static_cast<uint16_t>(field_int(n, k, 0)));
-        put(mib, ref_oids::column(e, col), key,
-            octets({static_cast<uint8_t>(m >> 8), static_cast<uint8_t>(m & 0xFF)}));
-    }
+    for (auto [col, k] : {std::pair{11u, "supported_caps"}, std::pair{12u, "enabled_caps"}})
+        put(mib, ref_oids::column(e, col), key, capability_bits(field_int(n, k, 0)));
 
     // lldpRemManAddrTable: every address but the all-zero ones, instance
     // (key, subtype as reported, length, octets); the first of equal ones stays.

@@ -32,9 +32,13 @@ OctetString* lldpmib_chassis_mac(const char* text) {
                            (int32_t)strnlen(text, kDottedMacLength));
 }
 
-// The capability octets: the mirrored value's low byte, then its high byte.
-OctetString* lldpmib_caps_octets(uint16_t mirrored) {
-    unsigned char octets[2] = {(unsigned char)(mirrored & 0xFF), (unsigned char)(mirrored >> 8)};
+// The capability octets in the MIB's BITS order: capabilities 0-7 first
+// (capability 0 in the most significant bit), then 8-15.  The 16-bit mirror
+// holds capabilities 0-7 in its high byte; the 8-bit mirror of an
+// "ENKT_ACTIVE" platform holds them in its low byte, with nothing above.
+OctetString* lldpmib_caps_octets(uint16_t mirrored, bool eight_bit) {
+    unsigned char high = (unsigned char)(mirrored >> 8), low = (unsigned char)(mirrored & 0xFF);
+    unsigned char octets[2] = {eight_bit ? low : high, eight_bit ? high : low};
     return MakeOctetString(octets, 2);
 }
 
@@ -118,19 +122,20 @@ lldpLocalSystemData_t* lldpmib_shim_local_system_data_get(int serialNum, void* c
                         "Clean up lldpLocalSystemDataData.lldpLocSysDesc");
     complete &= lldpmib_set_string(&row->lldpLocSysDesc, MakeOctetStringFromText(bag.sys_desc));
 
+    bool eight_bit = getenv("ENKT_ACTIVE") != nullptr;  // as the mirror reads it
     uint16_t supported = reverse_bits_uint16(bag.supported_caps);
     LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get", "Supported caps: %x\n", supported);
     if (row->lldpLocSysCapSupported != nullptr)
         LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get",
                         "Clean uplldpLocalSystemDataData.lldpLocSysCapSupported");
-    complete &= lldpmib_set_string(&row->lldpLocSysCapSupported, lldpmib_caps_octets(supported));
+    complete &= lldpmib_set_string(&row->lldpLocSysCapSupported, lldpmib_caps_octets(supported, eight_bit));
 
     uint16_t enabled = reverse_bits_uint16(bag.enabled_caps);
     LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get", "Enabled caps: %x\n", enabled);
     if (row->lldpLocSysCapEnabled != nullptr)
         LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get",
                         "Clean uplldpLocalSystemDataData.lldpLocSysCapEnabled");
-    complete &= lldpmib_set_string(&row->lldpLocSysCapEnabled, lldpmib_caps_octets(enabled));
+    complete &= lldpmib_set_string(&row->lldpLocSysCapEnabled, lldpmib_caps_octets(enabled, eight_bit));
 
     lldp_client_free_local_system_data_bag(&bag);
     lldpmib_unlock();
