@@ -22,6 +22,8 @@ LLDP_MIB = "1.0.8802.1.1.2"
 # Only our module: Debian ships none of the IETF modules net-snmp adds by default.
 BY_NAME = ("-M", f"+{MIBS}", "-m", "LLDP-MIB")
 NO_ANSWER = ("NOSUCHOBJECT", "NOSUCHINSTANCE", "ENDOFMIBVIEW")
+VALUES = {"INTEGER: ": "INTEGER ", "Hex-STRING: ": "OCTETS ", '""': "OCTETS ", "OID: .": "OID ",
+          "No Such Object": NO_ANSWER[0], "No Such Instance": NO_ANSWER[1], "No more variables": NO_ANSWER[2]}
 
 
 def free_udp_port():
@@ -74,11 +76,10 @@ class Agent:
 
     def start_master(self):
         self.socket.unlink(missing_ok=True)
-        self.snmpd = self._spawn(["snmpd", "-f", "-I", "-smux", "-C", "-c",
-                                  str(self.dir / "master.conf"), "-Lf", str(self.dir / "snmpd.log"),
-                                  "-p", str(self.dir / "snmpd.pid")], "snmpd.out")
-        wait_until(lambda: self.socket.exists() or self.snmpd.poll() is not None, 10)
-        assert self.socket.exists(), "snmpd did not start: " + self.log("snmpd.log")
+        self.snmpd = self._spawn(["snmpd", "-f", "-I", "-smux", "-C", "-c", self.dir / "master.conf",
+                                  "-Lf", self.dir / "snmpd.log", "-p", self.dir / "snmpd.pid"], "snmpd.out")
+        assert wait_until(lambda: self.socket.exists() or self.snmpd.poll() is not None, 10) \
+            and self.socket.exists(), "snmpd did not start: " + self.log("snmpd.log")
 
     def stop_master(self):
         if self.snmpd:
@@ -154,37 +155,27 @@ def wait_until(predicate, timeout, interval=0.1):
 
 
 def parse_snmp(text):
-    """net-snmp output (-On -Ox -Oe) as '<oid> <TYPE> <value>' lines, values in
-    lower-case hex for strings. Long hex strings continue on following lines."""
+    """net-snmp output (-On -Ox -Oe) as '<oid> <TYPE> <value>' lines, strings in
+    lower-case hex. Long hex strings continue on following lines."""
     records = []
     for line in text.splitlines():
         if line.startswith(".") and " = " in line:
             records.append(line)
         elif records and line.strip():
             records[-1] += " " + line.strip()
-    kinds = {"INTEGER": "INTEGER", "Hex-STRING": "OCTETS", "OID": "OID"}
-    absent = {"No Such Instance": "NOSUCHINSTANCE", "No Such Object": "NOSUCHOBJECT",
-              "No more variables": "ENDOFMIBVIEW"}
     lines = []
-    for rec in records:
-        name, value = rec[1:].split(" = ", 1)
-        kind, _, rest = value.strip().partition(": ")
-        if value.strip() == '""':
-            lines.append(f"{name} OCTETS ")
-        elif kind in kinds:
-            rest = "".join(rest.split()).lower() if kind == "Hex-STRING" else rest.lstrip(".")
-            lines.append(f"{name} {kinds[kind]} {rest}")
-        else:
-            found = [v for k, v in absent.items() if value.strip().startswith(k)]
-            assert found, f"unexpected value: {rec}"
-            lines.append(f"{name} {found[0]}")
+    for name, value in (r[1:].split(" = ", 1) for r in records):
+        prefix = next((p for p in VALUES if value.startswith(p)), None)
+        assert prefix, f"unexpected value: {name} = {value}"
+        rest = value[len(prefix):] if VALUES[prefix].endswith(" ") else ""
+        lines.append(f"{name} {VALUES[prefix]}" + ("".join(rest.split()).lower() if prefix == "Hex-STRING: "
+                                                    else rest.strip()))
     return lines
 
 
 @pytest.fixture(scope="session", autouse=True)
 def binaries():
-    for path in (AGENTX, WALKER):
-        if not os.access(path, os.X_OK):
-            pytest.exit(f"{path} missing: build the project (LLDPMIB_BUILD_DIR={BUILD})", 2)
-    if not shutil.which("snmpd") or not shutil.which("snmpwalk"):
-        pytest.exit("snmpd / snmp tools missing: run scripts/setup.sh", 2)
+    missing = [str(p) for p in (AGENTX, WALKER) if not os.access(p, os.X_OK)]
+    missing += [t for t in ("snmpd", "snmpwalk") if not shutil.which(t)]
+    if missing:
+        pytest.exit(f"missing {missing}: build (LLDPMIB_BUILD_DIR={BUILD}), run scripts/setup.sh", 2)

@@ -3,52 +3,31 @@ query commands that work, and leaves nothing behind on Ctrl-C."""
 import os
 import pathlib
 import re
-import select
 import shlex
 import signal
 import subprocess
-import time
 
-from conftest import BUILD, EXAMPLES, LLDP_MIB, REPO, free_udp_port, parse_snmp
+from conftest import BUILD, EXAMPLES, LLDP_MIB, REPO, free_udp_port, parse_snmp, wait_until
 from reference import walk
 
 
 def alive_mentioning(text):
-    """Running processes (zombies do not count) whose command line holds text."""
-    pids = []
-    for d in pathlib.Path("/proc").glob("[0-9]*"):
-        try:
-            cmd = (d / "cmdline").read_bytes().replace(b"\0", b" ").decode(errors="replace")
-            state = (d / "stat").read_text().rsplit(")", 1)[1].split()[0]
-        except OSError:
-            continue
-        if text in cmd and state != "Z":
-            pids.append(int(d.name))
-    return pids
-
-
-def read_until(proc, pattern, timeout):
-    out, deadline = "", time.monotonic() + timeout
-    while time.monotonic() < deadline:
-        # Unbuffered reads: select cannot see what a buffered reader holds.
-        if select.select([proc.stdout], [], [], 0.2)[0]:
-            chunk = os.read(proc.stdout.fileno(), 4096)
-            out += chunk.decode(errors="replace")
-            if m := re.search(pattern, out):
-                return m
-            if not chunk:
-                break
-    raise AssertionError(f"launcher said nothing matching {pattern!r}: {out}")
+    """Processes (zombies aside) whose command line holds text."""
+    return subprocess.run(["pgrep", "-r", "R,S,D,T", "-f", text], capture_output=True,
+                          text=True).stdout.split()
 
 
 def test_launcher_serves_prints_working_commands_and_stops_on_ctrl_c(tmp_path):
     topology, port = EXAMPLES / "tlvs.json", free_udp_port()
-    proc = subprocess.Popen(["bash", str(REPO / "scripts" / "run-agent.sh"), str(topology), str(port)],
-                            env=dict(os.environ, LLDPMIB_BUILD_DIR=str(BUILD)), stdout=subprocess.PIPE,
-                            stderr=subprocess.STDOUT, start_new_session=True)
+    out = tmp_path / "launcher.out"
+    with open(out, "w") as stdout:
+        proc = subprocess.Popen(["bash", str(REPO / "scripts" / "run-agent.sh"), str(topology), str(port)],
+                                env=dict(os.environ, LLDPMIB_BUILD_DIR=str(BUILD)), stdout=stdout,
+                                stderr=subprocess.STDOUT, start_new_session=True)
     try:
-        m = read_until(proc, r"state in (\S+)\).*\n\s+(snmpwalk [^\n]+)\n"
-                             r"\s+(snmpwalk [^\n]+)\n\s+(snmptable [^\n]+)\n", 30)
+        m = wait_until(lambda: re.search(r"state in (\S+)\).*\n\s+(snmpwalk [^\n]+)\n\s+(snmpwalk [^\n]+)\n"
+                                         r"\s+(snmptable [^\n]+)\n", out.read_text()), 30)
+        assert m, "the launcher did not say how to query: " + out.read_text()
         state_dir, numeric, by_name, table = m.groups()
         target, by = f"127.0.0.1:{port}", f"-M +{REPO}/mibs -m LLDP-MIB"
         assert [numeric, by_name, table] == [

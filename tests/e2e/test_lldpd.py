@@ -24,17 +24,42 @@ LOCAL, LOC_PORT, LOC_MAN_ADDR = (LLDP_MIB + s for s in (".1.3", ".1.3.7.1", ".1.
 REM, REM_MAN_ADDR, REM_ORG_DEF = (LLDP_MIB + s for s in (".1.4.1.1", ".1.4.2.1", ".1.4.4.1"))
 CHASSIS_SUBTYPES = {"ifalias": 2, "mac": 4, "ip": 5, "ifname": 6, "local": 7}
 PORT_SUBTYPES = {"ifalias": 1, "mac": 3, "ip": 4, "ifname": 5, "local": 7}
-CAPABILITY_BITS = {"Other": 0, "Repeater": 1, "Bridge": 2, "Wlan": 3, "Router": 4, "Tel": 5,
-                   "Docsis": 6, "Station": 7}
+CAPABILITIES = ["Other", "Repeater", "Bridge", "Wlan", "Router", "Tel", "Docsis", "Station"]  # by bit
 NEIGHBOURS = {"alpha", "bravo", "charlie"}
 # The module keeps a table's snapshot while it is read at least once a second:
 # polls that look for a change leave longer gaps.
 POLL = 1.5
 
 
-def run(*args, ns=None, check=True):
+def run(*args, ns=None, check=True, **kw):
     cmd = ["ip", "netns", "exec", ns, *args] if ns else list(args)
-    return subprocess.run(cmd, check=check, timeout=20, capture_output=True, text=True)
+    return subprocess.run(cmd, check=check, timeout=20, capture_output=True, text=True, **kw)
+
+
+HOSTS = ("router", "alpha", "hub", "bravo", "charlie")
+# Namespaces $T-<host>; veth pairs made under unique names here and renamed there.
+NETWORK = """
+for h in router alpha hub bravo charlie; do
+  ip netns add $T-$h || exit 99; ip -n $T-$h link set lo up
+done
+link() {
+  ip link add name $T-a type veth peer name $T-b
+  ip link set $T-a netns $T-$1; ip -n $T-$1 link set $T-a name $2 up
+  ip link set $T-b netns $T-$3; ip -n $T-$3 link set $T-b name $4 up
+}
+link router eth1 alpha eth0; link router eth2 hub up0; link hub p1 bravo eth0; link hub p2 charlie eth0
+# A bridge that forwards LLDP frames: bravo and charlie share the router's eth2.
+ip -n $T-hub link add name br0 type bridge group_fwd_mask 0x4000
+for p in up0 p1 p2; do ip -n $T-hub link set $p master br0; done
+ip -n $T-hub link set br0 up
+ip -n $T-router addr add 10.0.1.1/24 dev eth1; ip -n $T-router addr add fd00:1::1/64 dev eth1 nodad
+ip -n $T-router addr add 10.0.2.1/24 dev eth2
+ip -n $T-alpha addr add 10.0.1.2/24 dev eth0; ip -n $T-alpha addr add fd00:1::2/64 dev eth0 nodad
+ip -n $T-bravo addr add 10.0.2.2/24 dev eth0; ip -n $T-charlie addr add 10.0.2.3/24 dev eth0
+"""
+CONFIG = {"router": "configure system capabilities enabled router\n",
+          "bravo": "configure lldp custom-tlv oui 33,44,55 subtype 1 oui-info 01,02\n"
+                   "configure lldp custom-tlv add oui 33,44,55 subtype 1 oui-info 03\n"}
 
 
 class Lab:
@@ -45,34 +70,13 @@ class Lab:
         self.dir = tempfile.mkdtemp(prefix="lldpmib-lldpd-")
         os.chmod(self.dir, 0o755)  # lldpd drops to _lldpd and must reach its socket
         open(os.path.join(self.dir, "empty.conf"), "w").close()
-        self.made, self.daemons = [], {}
+        self.daemons = {}
 
     def build(self):
-        for host in ("router", "alpha", "hub", "bravo", "charlie"):
-            self.made.append(self.ns(host))
-            r = run("ip", "netns", "add", self.ns(host), check=False)
-            if r.returncode:
-                pytest.skip("no network namespaces here: " + r.stderr.strip())
-            run("ip", "link", "set", "lo", "up", ns=self.ns(host))
-        for a, if_a, b, if_b in (("router", "eth1", "alpha", "eth0"), ("router", "eth2", "hub", "up0"),
-                                 ("hub", "p1", "bravo", "eth0"), ("hub", "p2", "charlie", "eth0")):
-            # Made under unique names in our namespace, renamed in theirs.
-            tmp_a, tmp_b = ("v" + uuid.uuid4().hex[:10] for _ in range(2))
-            run("ip", "link", "add", "name", tmp_a, "type", "veth", "peer", "name", tmp_b)
-            for tmp, host, name in ((tmp_a, a, if_a), (tmp_b, b, if_b)):
-                run("ip", "link", "set", tmp, "netns", self.ns(host))
-                run("ip", "link", "set", tmp, "name", name, "up", ns=self.ns(host))
-        hub = self.ns("hub")
-        run("ip", "link", "add", "name", "br0", "type", "bridge", "group_fwd_mask", "0x4000", ns=hub)
-        for port in ("up0", "p1", "p2"):
-            run("ip", "link", "set", port, "master", "br0", ns=hub)
-        run("ip", "link", "set", "br0", "up", ns=hub)
-        for host, ifname, addr in (("router", "eth1", "10.0.1.1/24"), ("router", "eth1", "fd00:1::1/64"),
-                                   ("router", "eth2", "10.0.2.1/24"), ("alpha", "eth0", "10.0.1.2/24"),
-                                   ("alpha", "eth0", "fd00:1::2/64"), ("bravo", "eth0", "10.0.2.2/24"),
-                                   ("charlie", "eth0", "10.0.2.3/24")):
-            run("ip", "addr", "add", addr, "dev", ifname, *(["nodad"] if ":" in addr else []),
-                ns=self.ns(host))
+        r = run("sh", "-e", "-c", NETWORK, check=False, env=dict(os.environ, T=self.tag))
+        if r.returncode == 99:
+            pytest.skip("no network namespaces here: " + r.stderr.strip())
+        assert r.returncode == 0, r.stderr
         for host in ("router", "alpha", "bravo", "charlie"):
             self.start(host)
         self.ifindex = {i: json.loads(run("ip", "-j", "link", "show", i, ns=self.ns("router")).stdout)
@@ -93,15 +97,9 @@ class Lab:
         assert wait_until(lambda: p.poll() is not None or run(
             "lldpcli", "-u", self.sock(host), "show", "chassis", check=False).returncode == 0, 10)
         assert p.poll() is None, f"lldpd in {host} exited with {p.returncode}"
-        settings = [("lldp", "tx-interval", "1"), ("system", "hostname", host),
-                    ("system", "ip", "management", "pattern", "10.0.*,fd00:*")]
-        if host == "router":
-            settings.append(("system", "capabilities", "enabled", "router"))
-        if host == "bravo":
-            settings += [("lldp", "custom-tlv", "oui", "33,44,55", "subtype", "1", "oui-info", "01,02"),
-                         ("lldp", "custom-tlv", "add", "oui", "33,44,55", "subtype", "1", "oui-info", "03")]
-        for args in settings:
-            self.lldpcli(host, "configure", *args)
+        run("lldpcli", "-u", self.sock(host), input=f"configure system hostname {host}\n"
+            "configure lldp tx-interval 1\nconfigure system ip management pattern 10.0.*,fd00:*\n"
+            + CONFIG.get(host, ""))
 
     def stop(self, host):
         stop_process(self.daemons.pop(host))
@@ -113,28 +111,24 @@ class Lab:
         """The router's lldpcli view, as json0 (one-element lists stay lists)."""
         return json.loads(self.lldpcli("router", "-f", "json0", "show", *args))
 
-    def settled(self, names):
-        """The router's neighbours once exactly these are known with final names and TLVs."""
-        n = self.show("neighbors", "details")["lldp"][0].get("interface", [])
-        named = {value(i["chassis"][0], "name"): i for i in n}
-        tlvs = named.get("bravo", {}).get("unknown-tlvs", [{}])[0].get("unknown-tlv", [])
-        return set(named) == names and ("bravo" not in names or len(tlvs) == 2) and n
-
     def wait_neighbours(self, names, timeout=30):
-        n = wait_until(lambda: self.settled(names), timeout, 0.2)
+        """The router's neighbours once exactly these are known with final names and TLVs."""
+        def settled():
+            n = self.show("neighbors", "details")["lldp"][0].get("interface", [])
+            named = {value(i["chassis"][0], "name"): i for i in n}
+            tlvs = named.get("bravo", {}).get("unknown-tlvs", [{}])[0].get("unknown-tlv", [])
+            return set(named) == names and ("bravo" not in names or len(tlvs) == 2) and n
+        n = wait_until(settled, timeout, 0.2)
         assert n, f"router did not learn exactly {sorted(names)}: {self.show('neighbors')}"
         return n
 
     def close(self):
         for host in list(self.daemons):
             self.stop(host)
-        for ns in self.made:
-            # lldpd's privilege-separated child exits just after its parent.
-            def pids():
-                return [int(p) for p in run("ip", "netns", "pids", ns, check=False).stdout.split()]
-            wait_until(lambda: not pids(), 3, 0.05)
-            for pid in pids():
-                os.kill(pid, signal.SIGKILL)
+        run("ip", "link", "del", self.tag + "-a", check=False)  # left by a failed set-up
+        for ns in map(self.ns, HOSTS):
+            # lldpd's privilege-separated child may outlive its parent for a moment.
+            run("kill", "-9", *run("ip", "netns", "pids", ns, check=False).stdout.split(), check=False)
             run("ip", "netns", "del", ns, check=False)
         shutil.rmtree(self.dir, ignore_errors=True)
 
@@ -152,7 +146,8 @@ def lab():
 
 
 def router_agent(lab, *args):
-    return Agent(args=["--lldpd", lab.sock("router"), *args], prefix=["ip", "netns", "exec", lab.ns("router")])
+    return Agent(args=["--lldpd", lab.sock("router"), *args],
+                 prefix=["ip", "netns", "exec", lab.ns("router")])
 
 
 @pytest.fixture(scope="module")
@@ -175,105 +170,95 @@ def id_bytes(i):
 def caps(chassis, enabled_only, high_first=True):
     """LldpSystemCapabilitiesMap: capability 0 is the first octet's top bit; the
     local group writes its two octets the other way round."""
-    mask = sum(1 << CAPABILITY_BITS[c["type"]] for c in chassis.get("capability", [])
+    mask = sum(1 << CAPABILITIES.index(c["type"]) for c in chassis.get("capability", [])
                if c["enabled"] or not enabled_only)
     octets = int(f"{mask:016b}"[::-1], 2).to_bytes(2, "big")
     return (octets if high_first else octets[::-1]).hex()
 
 
-def addr_index(text):
-    a = ipaddress.ip_address(text).packed
-    return ".".join(map(str, (1 if len(a) == 4 else 2, len(a), *a)))
-
-
 def man_addrs(chassis):
     """(instance, address length, interface number) of each management address."""
-    return [(addr_index(ip["value"]), len(ipaddress.ip_address(ip["value"]).packed), int(iface["value"]))
-            for ip, iface in zip(chassis.get("mgmt-ip", []), chassis.get("mgmt-iface", []))]
+    packed = [ipaddress.ip_address(ip["value"]).packed for ip in chassis.get("mgmt-ip", [])]
+    return [(".".join(map(str, (1 if len(a) == 4 else 2, len(a), *a))), len(a), int(iface["value"]))
+            for a, iface in zip(packed, chassis.get("mgmt-iface", []))]
 
 
 def expected(lab, neighbours):
-    """The remote tables and the local groups, in walk order."""
+    """The walk lldpcli's view gives, sorted. lldpRemUnknownTLVTable stays empty:
+    lldpd drops TLVs of unknown types."""
     lines = []
+
+    def add(column, inst, *values):
+        lines.append(f"{column}.{inst} " + " ".join(map(str, values)))
+
+    def text(node, key):
+        return value(node, key).encode().hex()
     for i in neighbours:
         inst = f"0.{lab.ifindex[i['name']]}.{i['rid']}"
         c, p = i["chassis"][0], i["port"][0]
         cid, pid = c["id"][0], p["id"][0]
-        for column, v in ((4, f"INTEGER {CHASSIS_SUBTYPES[cid['type']]}"), (5, f"OCTETS {id_bytes(cid).hex()}"),
-                          (6, f"INTEGER {PORT_SUBTYPES[pid['type']]}"), (7, f"OCTETS {id_bytes(pid).hex()}"),
-                          (8, "OCTETS " + value(p, "descr").encode().hex()),
-                          (9, "OCTETS " + value(c, "name").encode().hex()),
-                          (10, "OCTETS " + value(c, "descr").encode().hex()),
-                          (11, "OCTETS " + caps(c, False)), (12, "OCTETS " + caps(c, True))):
-            lines.append(f"{REM}.{column}.{inst} {v}")
-        lines += [f"{REM_MAN_ADDR}.{column}.{inst}.{a} {v}" for a, _, iface in man_addrs(c)
-                  for column, v in ((3, "INTEGER 2"), (4, f"INTEGER {iface}"), (5, "OID 0.0"))]
-        seen = {}
+        add(f"{REM}.4", inst, "INTEGER", CHASSIS_SUBTYPES[cid["type"]])
+        add(f"{REM}.5", inst, "OCTETS", id_bytes(cid).hex())
+        add(f"{REM}.6", inst, "INTEGER", PORT_SUBTYPES[pid["type"]])
+        add(f"{REM}.7", inst, "OCTETS", id_bytes(pid).hex())
+        for column, v in ((8, text(p, "descr")), (9, text(c, "name")), (10, text(c, "descr")),
+                          (11, caps(c, False)), (12, caps(c, True))):
+            add(f"{REM}.{column}", inst, "OCTETS", v)
+        for a, _, iface in man_addrs(c):
+            add(f"{REM_MAN_ADDR}.3", f"{inst}.{a}", "INTEGER", 2)
+            add(f"{REM_MAN_ADDR}.4", f"{inst}.{a}", "INTEGER", iface)
+            add(f"{REM_MAN_ADDR}.5", f"{inst}.{a}", "OID", "0.0")
+        seen = {}  # lldpRemOrgDefInfoIndex counts per OUI and subtype
         for t in i.get("unknown-tlvs", [{}])[0].get("unknown-tlv", []):
-            key = (".".join(str(int(o, 16)) for o in t["oui"].split(",")), int(t["subtype"]))
+            key = ".".join(str(int(o, 16)) for o in t["oui"].split(",")) + "." + t["subtype"]
             seen[key] = seen.get(key, 0) + 1
-            lines.append(f"{REM_ORG_DEF}.4.{inst}.{key[0]}.{key[1]}.{seen[key]} OCTETS "
-                         + t["value"].replace(",", "").lower())
+            add(f"{REM_ORG_DEF}.4", f"{inst}.{key}.{seen[key]}", "OCTETS", t["value"].replace(",", "").lower())
     chassis = lab.show("chassis")["local-chassis"][0]["chassis"][0]
     cid = chassis["id"][0]
-    lines += [f"{LOCAL}.1.0 INTEGER {CHASSIS_SUBTYPES[cid['type']]}", f"{LOCAL}.2.0 OCTETS {id_bytes(cid).hex()}",
-              f"{LOCAL}.3.0 OCTETS " + value(chassis, "name").encode().hex(),
-              f"{LOCAL}.4.0 OCTETS " + value(chassis, "descr").encode().hex(),
-              f"{LOCAL}.5.0 OCTETS " + caps(chassis, False, False),
-              f"{LOCAL}.6.0 OCTETS " + caps(chassis, True, False)]
-    lines += [f"{LOC_MAN_ADDR}.{column}.{a} INTEGER {v}" for a, length, iface in man_addrs(chassis)
-              for column, v in ((3, length + 1), (4, 2), (5, iface))]
+    add(f"{LOCAL}.1", 0, "INTEGER", CHASSIS_SUBTYPES[cid["type"]])
+    add(f"{LOCAL}.2", 0, "OCTETS", id_bytes(cid).hex())
+    for column, v in ((3, text(chassis, "name")), (4, text(chassis, "descr")),
+                      (5, caps(chassis, False, False)), (6, caps(chassis, True, False))):
+        add(f"{LOCAL}.{column}", 0, "OCTETS", v)
+    for a, length, iface in man_addrs(chassis):
+        for column, v in ((3, length + 1), (4, 2), (5, iface)):
+            add(f"{LOC_MAN_ADDR}.{column}", a, "INTEGER", v)
     # Ports: one row per LLDP interface, numbered by interface index; MAC port IDs as dotted text.
     for i in lab.show("interfaces")["lldp"][0]["interface"]:
         n, pid = lab.ifindex[i["name"]], i["port"][0]["id"][0]
         digits = pid["value"].replace(":", "")
-        text = ".".join(digits[k:k + 4] for k in (0, 4, 8)) if pid["type"] == "mac" else pid["value"]
-        lines += [f"{LOC_PORT}.2.{n} INTEGER {PORT_SUBTYPES[pid['type']]}",
-                  f"{LOC_PORT}.3.{n} OCTETS {text.encode().hex()}",
-                  f"{LOC_PORT}.4.{n} OCTETS " + value(i["port"][0], "descr").encode().hex()]
+        port_id = ".".join(digits[k:k + 4] for k in (0, 4, 8)) if pid["type"] == "mac" else pid["value"]
+        add(f"{LOC_PORT}.2", n, "INTEGER", PORT_SUBTYPES[pid["type"]])
+        add(f"{LOC_PORT}.3", n, "OCTETS", port_id.encode().hex())
+        add(f"{LOC_PORT}.4", n, "OCTETS", text(i["port"][0], "descr"))
     return sorted(lines)
 
 
 def served(agent, lab, names):
-    """The walk is exactly what lldpcli shows; nothing in lldpRemUnknownTLVTable,
-    since lldpd drops TLVs of unknown types."""
-    walked = agent.walk()
-    assert sorted(walked) == expected(lab, lab.wait_neighbours(names))
-    assert len([l for l in walked if l.startswith(REM + ".9.")]) == len(names)
-
-
-def eventually(check, timeout=20):
-    """Retries check() until it stops failing (lldpd and the module's snapshots
-    settle after a change); the last failure is raised."""
-    deadline = time.monotonic() + timeout
-    while True:
-        try:
-            return check()
-        except AssertionError:
-            if time.monotonic() > deadline:
-                raise
-            time.sleep(POLL)
+    """Waits until the agent serves what lldpcli shows with these neighbours
+    (lldpd and the module's snapshots settle after a change)."""
+    def want():
+        return expected(lab, lab.wait_neighbours(names))
+    wait_until(lambda: sorted(agent.walk()) == want(), 20, POLL)
+    assert sorted(agent.walk()) == want()
 
 
 def test_agent_serves_what_lldpcli_shows(lab, agent):
     served(agent, lab, NEIGHBOURS)
-    # Three neighbours on two ports, two of them behind the bridge.
-    ports = sorted(int(l.split(".")[12]) for l in agent.walk(REM + ".9"))
-    assert ports == sorted([lab.ifindex["eth1"]] + [lab.ifindex["eth2"]] * 2)
 
 
 def test_neighbour_loss_and_daemon_restart(lab, agent):
     try:
         # charlie leaves: lldpd's shutdown frame removes it at once.
         lab.stop("charlie")
-        eventually(lambda: served(agent, lab, {"alpha", "bravo"}))
+        served(agent, lab, {"alpha", "bravo"})
         # The router's daemon goes away: nothing is served, the agent lives on.
         lab.stop("router")
         assert wait_until(lambda: agent.walk(LLDP_MIB + ".1") == [], 10, POLL)
         assert agent.subagent.poll() is None
         # It comes back on the same socket: the agent reconnects by itself.
         lab.start("router")
-        eventually(lambda: served(agent, lab, {"alpha", "bravo"}))
+        served(agent, lab, {"alpha", "bravo"})
         assert agent.subagent.poll() is None
     finally:  # the scenario as it was, for the tests that follow
         for host in {"router", "charlie"} - set(lab.daemons):
