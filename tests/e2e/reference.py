@@ -22,7 +22,7 @@ def _mac(raw):
     return bytes.fromhex(digits[:len(digits) // 2 * 2]).ljust(6, b"\0")
 
 
-def _caps(value, high_first):
+def caps(value, high_first):
     """Capability bit n is bit n of the BITS value; the local group swaps the octets."""
     mirrored = int(f"{value & 0xFFFF:016b}"[::-1], 2).to_bytes(2, "big")
     return mirrored if high_first else mirrored[::-1]
@@ -50,8 +50,8 @@ def reference(topo):
         put((1, 3, 2), [0], "OCTETS", (_mac(chassis) or chassis[:14]) if subtype == 4 else chassis)
     put((1, 3, 3), [0], "OCTETS", _bytes(loc.get("sys_name", "")))
     put((1, 3, 4), [0], "OCTETS", _bytes(loc.get("sys_desc", "")))
-    put((1, 3, 5), [0], "OCTETS", _caps(loc.get("supported_caps", 0), False))
-    put((1, 3, 6), [0], "OCTETS", _caps(loc.get("enabled_caps", 0), False))
+    put((1, 3, 5), [0], "OCTETS", caps(loc.get("supported_caps", 0), False))
+    put((1, 3, 6), [0], "OCTETS", caps(loc.get("enabled_caps", 0), False))
     for a in (a for rec in topo.get("local_man_addrs", []) for a in rec["addrs"]):
         ip = ipaddress.ip_address(a["addr"]).packed
         inst = [1 if len(ip) == 4 else 2, len(ip), *ip]
@@ -73,8 +73,8 @@ def reference(topo):
                     (8, "OCTETS", _bytes(n.get("port_desc", ""))),
                     (9, "OCTETS", _bytes(n.get("sys_name", ""))),
                     (10, "OCTETS", _bytes(n.get("sys_desc", ""))),
-                    (11, "OCTETS", _caps(n.get("supported_caps", 0), True)),
-                    (12, "OCTETS", _caps(n.get("enabled_caps", 0), True))):
+                    (11, "OCTETS", caps(n.get("supported_caps", 0), True)),
+                    (12, "OCTETS", caps(n.get("enabled_caps", 0), True))):
                 put((1, 4, 1, 1, column), key, kind, value)
             for a in n.get("man_addrs", []):
                 ip = ipaddress.ip_address(a["addr"]).packed

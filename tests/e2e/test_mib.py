@@ -6,8 +6,6 @@ import os
 import re
 import subprocess
 
-import pytest
-
 from conftest import BUILD, BY_NAME, EXAMPLES, LLDP_MIB, MIBS, Agent
 from reference import MIB, reference
 
@@ -73,12 +71,6 @@ def test_mib_identifiers_are_the_modules():
     assert all(readable[o] in kinds[t] for o, t in served.items()), readable
 
 
-@pytest.fixture(scope="module")
-def example_agent():
-    with Agent(EXAMPLE) as a:
-        yield a
-
-
 COLUMNS = ["lldpRemChassisIdSubtype", "lldpRemChassisId", "lldpRemPortIdSubtype", "lldpRemPortId",
            "lldpRemPortDesc", "lldpRemSysName", "lldpRemSysDesc", "lldpRemSysCapSupported",
            "lldpRemSysCapEnabled"]
@@ -113,11 +105,12 @@ def check_remote_table(text, topology):
     assert {c[0]: dict(zip(COLUMNS, c[1:])) for c in got} == want
 
 
-def test_snmptable_and_walk_by_name(example_agent):
-    r = example_agent.snmp("snmptable", "-Ci", "-Cf", "|", "LLDP-MIB::lldpRemTable", options=BY_NAME)
-    assert r.stderr == ""
-    check_remote_table(r.stdout, EXAMPLE)
-    r = example_agent.snmp("snmpwalk", "LLDP-MIB::lldpMIB", options=BY_NAME)
+def test_snmptable_and_walk_by_name():
+    with Agent(EXAMPLE) as a:
+        r = a.snmp("snmptable", "-Ci", "-Cf", "|", "LLDP-MIB::lldpRemTable", options=BY_NAME)
+        assert r.stderr == ""
+        check_remote_table(r.stdout, EXAMPLE)
+        r = a.snmp("snmpwalk", "LLDP-MIB::lldpMIB", options=BY_NAME)
     lines = r.stdout.splitlines()
     assert r.stderr == "" and len(lines) == len(reference(EXAMPLE))
     assert all(l.startswith("LLDP-MIB::lldp") for l in lines), lines
