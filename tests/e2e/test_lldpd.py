@@ -149,8 +149,7 @@ def router_agent(lab, *args):
                  prefix=["ip", "netns", "exec", lab.ns("router")])
 
 
-# ---- What lldpcli says, as '<oid> <TYPE> <value>' lines ----
-
+# What lldpcli says, as '<oid> <TYPE> <value>' lines.
 def value(node, key):
     return node.get(key, [{}])[0].get("value", "")
 
@@ -160,9 +159,17 @@ def id_bytes(i):
             ipaddress.ip_address(i["value"]).packed if i["type"] == "ip" else i["value"].encode())
 
 
+def octets(raw):
+    return "OCTETS " + raw.hex()
+
+
+def text(node, key):
+    return octets(value(node, key).encode())
+
+
 def chassis_caps(chassis, enabled_only, high_first=True):
-    return caps(sum(1 << CAPABILITIES.index(c["type"]) for c in chassis.get("capability", [])
-                    if c["enabled"] or not enabled_only), high_first).hex()
+    return octets(caps(sum(1 << CAPABILITIES.index(c["type"]) for c in chassis.get("capability", [])
+                           if c["enabled"] or not enabled_only), high_first))
 
 
 def man_addrs(chassis):
@@ -177,50 +184,38 @@ def expected(lab, neighbours):
     lldpd drops TLVs of unknown types."""
     lines = []
 
-    def add(column, inst, *values):
-        lines.append(f"{column}.{inst} " + " ".join(map(str, values)))
-
-    def text(node, key):
-        return value(node, key).encode().hex()
+    def row(table, inst, columns):
+        lines.extend(f"{table}.{column}.{inst} {v}" for column, v in columns.items())
     for i in neighbours:
         inst = f"0.{lab.ifindex[i['name']]}.{i['rid']}"
         c, p = i["chassis"][0], i["port"][0]
         cid, pid = c["id"][0], p["id"][0]
-        add(f"{REM}.4", inst, "INTEGER", CHASSIS_SUBTYPES[cid["type"]])
-        add(f"{REM}.5", inst, "OCTETS", id_bytes(cid).hex())
-        add(f"{REM}.6", inst, "INTEGER", PORT_SUBTYPES[pid["type"]])
-        add(f"{REM}.7", inst, "OCTETS", id_bytes(pid).hex())
-        for column, v in ((8, text(p, "descr")), (9, text(c, "name")), (10, text(c, "descr")),
-                          (11, chassis_caps(c, False)), (12, chassis_caps(c, True))):
-            add(f"{REM}.{column}", inst, "OCTETS", v)
+        row(REM, inst, {4: f"INTEGER {CHASSIS_SUBTYPES[cid['type']]}", 5: octets(id_bytes(cid)),
+                        6: f"INTEGER {PORT_SUBTYPES[pid['type']]}", 7: octets(id_bytes(pid)),
+                        8: text(p, "descr"), 9: text(c, "name"), 10: text(c, "descr"),
+                        11: chassis_caps(c, False), 12: chassis_caps(c, True)})
         for a, _, iface in man_addrs(c):
-            add(f"{REM_MAN_ADDR}.3", f"{inst}.{a}", "INTEGER", 2)
-            add(f"{REM_MAN_ADDR}.4", f"{inst}.{a}", "INTEGER", iface)
-            add(f"{REM_MAN_ADDR}.5", f"{inst}.{a}", "OID", "0.0")
+            row(REM_MAN_ADDR, f"{inst}.{a}", {3: "INTEGER 2", 4: f"INTEGER {iface}", 5: "OID 0.0"})
         seen = {}  # lldpRemOrgDefInfoIndex counts per OUI and subtype
         for t in i.get("unknown-tlvs", [{}])[0].get("unknown-tlv", []):
             key = ".".join(str(int(o, 16)) for o in t["oui"].split(",")) + "." + t["subtype"]
             seen[key] = seen.get(key, 0) + 1
-            add(f"{REM_ORG_DEF}.4", f"{inst}.{key}.{seen[key]}", "OCTETS", t["value"].replace(",", "").lower())
+            info = bytes.fromhex(t["value"].replace(",", ""))
+            row(REM_ORG_DEF, f"{inst}.{key}.{seen[key]}", {4: octets(info)})
     chassis = lab.show("chassis")["local-chassis"][0]["chassis"][0]
     cid = chassis["id"][0]
-    add(f"{LOCAL}.1", 0, "INTEGER", CHASSIS_SUBTYPES[cid["type"]])
-    add(f"{LOCAL}.2", 0, "OCTETS", id_bytes(cid).hex())
-    for column, v in ((3, text(chassis, "name")), (4, text(chassis, "descr")),
-                      (5, chassis_caps(chassis, False, False)),
-                      (6, chassis_caps(chassis, True, False))):
-        add(f"{LOCAL}.{column}", 0, "OCTETS", v)
+    row(LOCAL, 0, {1: f"INTEGER {CHASSIS_SUBTYPES[cid['type']]}", 2: octets(id_bytes(cid)),
+                   3: text(chassis, "name"), 4: text(chassis, "descr"),
+                   5: chassis_caps(chassis, False, False), 6: chassis_caps(chassis, True, False)})
     for a, length, iface in man_addrs(chassis):
-        for column, v in ((3, length + 1), (4, 2), (5, iface)):
-            add(f"{LOC_MAN_ADDR}.{column}", a, "INTEGER", v)
+        row(LOC_MAN_ADDR, a, {3: f"INTEGER {length + 1}", 4: "INTEGER 2", 5: f"INTEGER {iface}"})
     # Ports: one row per LLDP interface, numbered by interface index; MAC port IDs as dotted text.
     for i in lab.show("interfaces")["lldp"][0]["interface"]:
-        n, pid = lab.ifindex[i["name"]], i["port"][0]["id"][0]
+        n, port, pid = lab.ifindex[i["name"]], i["port"][0], i["port"][0]["id"][0]
         digits = pid["value"].replace(":", "")
         port_id = ".".join(digits[k:k + 4] for k in (0, 4, 8)) if pid["type"] == "mac" else pid["value"]
-        add(f"{LOC_PORT}.2", n, "INTEGER", PORT_SUBTYPES[pid["type"]])
-        add(f"{LOC_PORT}.3", n, "OCTETS", port_id.encode().hex())
-        add(f"{LOC_PORT}.4", n, "OCTETS", text(i["port"][0], "descr"))
+        row(LOC_PORT, n, {2: f"INTEGER {PORT_SUBTYPES[pid['type']]}", 3: octets(port_id.encode()),
+                          4: text(port, "descr")})
     return sorted(lines)
 
 
