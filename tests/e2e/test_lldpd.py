@@ -1,449 +1,263 @@
-"""The module on live LLDP data: a router namespace whose lldpd learns real
-neighbours over veth links, read through `--lldpd`, checked against what
-lldpcli reports from the same daemon.
+"""The module on live LLDP data: one lldpd per network namespace, joined by veth
+links, learns real neighbours; lldpmib-agentx runs in the router namespace with
+--lldpd behind snmpd and must serve what lldpcli reports from the same daemon.
 
     alpha ──eth1── router ──eth2── hub (bridge, forwards LLDP) ─┬─ bravo
                                                                 └─ charlie
 
-bravo sends two organisationally specific TLVs with the same OUI and subtype.
-"""
+bravo sends two organisationally specific TLVs with the same OUI and subtype."""
 import ipaddress
+import json
 import os
+import shutil
 import subprocess
-import threading
+import tempfile
 import time
+import uuid
 
 import pytest
 
-from conftest import AGENTX, LLDP_MIB, WALKER, Agent
-from lldpd_netns import Lab, namespaces_usable, wait_for
-from test_agentx import parse_snmp
+from conftest import LLDP_MIB, Agent, stop_process, wait_until
+from reference import caps
 
-LOCAL_SYSTEM = LLDP_MIB + ".1.3"
-LOC_PORT = LLDP_MIB + ".1.3.7.1"
-LOC_MAN_ADDR = LLDP_MIB + ".1.3.8.1"
-REM = LLDP_MIB + ".1.4.1.1"
-REM_MAN_ADDR = LLDP_MIB + ".1.4.2.1"
-REM_UNKNOWN = LLDP_MIB + ".1.4.3.1"
-REM_ORG_DEF = LLDP_MIB + ".1.4.4.1"
-
+LOCAL, LOC_PORT, LOC_MAN_ADDR = (LLDP_MIB + s for s in (".1.3", ".1.3.7.1", ".1.3.8.1"))
+REM, REM_MAN_ADDR, REM_ORG_DEF = (LLDP_MIB + s for s in (".1.4.1.1", ".1.4.2.1", ".1.4.4.1"))
 CHASSIS_SUBTYPES = {"ifalias": 2, "mac": 4, "ip": 5, "ifname": 6, "local": 7}
 PORT_SUBTYPES = {"ifalias": 1, "mac": 3, "ip": 4, "ifname": 5, "local": 7}
-CAPABILITY_BITS = {"Other": 0, "Repeater": 1, "Bridge": 2, "Wlan": 3, "Router": 4,
-                   "Tel": 5, "Docsis": 6, "Station": 7}
-NEIGHBOURS = ("alpha", "bravo", "charlie")
-
-
-class Scenario:
-    def __init__(self, lab):
-        self.lab = lab
-        self.router = lab.ns("router")
-        alpha, hub, bravo, charlie = (lab.ns(n) for n in ("alpha", "hub", "bravo", "charlie"))
-        self.ns = {"router": self.router, "alpha": alpha, "bravo": bravo, "charlie": charlie}
-        lab.veth(self.router, "eth1", alpha, "eth0")
-        lab.veth(self.router, "eth2", hub, "up0")
-        lab.veth(hub, "p1", bravo, "eth0")
-        lab.veth(hub, "p2", charlie, "eth0")
-        lab.bridge(hub, "br0", ["up0", "p1", "p2"])
-        for ns, ifname, addr in ((self.router, "eth1", "10.0.1.1/24"), (self.router, "eth1", "fd00:1::1/64"),
-                                 (self.router, "eth2", "10.0.2.1/24"), (alpha, "eth0", "10.0.1.2/24"),
-                                 (alpha, "eth0", "fd00:1::2/64"), (bravo, "eth0", "10.0.2.2/24"),
-                                 (charlie, "eth0", "10.0.2.3/24")):
-            lab.address(ns, ifname, addr)
-        self.sock = {}
-        for host, ns in self.ns.items():
-            self.start(host)
-        self.ifindex = {i: lab.ifindex(self.router, i) for i in ("eth1", "eth2")}
-        self.wait_neighbours(set(NEIGHBOURS))
-
-    def start(self, host):
-        ns = self.ns[host]
-        sock = self.lab.start_lldpd(ns)
-        self.sock[host] = sock
-        for args in (("lldp", "tx-interval", "1"), ("system", "hostname", host),
-                     ("system", "ip", "management", "pattern", "10.0.*,fd00:*")):
-            self.lab.lldpcli(sock, "configure", *args)
-        if host == "router":
-            self.lab.lldpcli(sock, "configure", "system", "capabilities", "enabled", "router")
-        if host == "bravo":
-            self.lab.lldpcli(sock, "configure", "lldp", "custom-tlv", "oui", "33,44,55", "subtype", "1",
-                             "oui-info", "01,02")
-            self.lab.lldpcli(sock, "configure", "lldp", "custom-tlv", "add", "oui", "33,44,55", "subtype", "1",
-                             "oui-info", "03")
-
-    @property
-    def router_sock(self):
-        return self.sock["router"]
-
-    def neighbours(self):
-        j = self.lab.json0(self.router_sock, "show", "neighbors", "details")
-        return j["lldp"][0].get("interface", [])
-
-    def settled(self, names):
-        """The neighbours when exactly these are known with final names and TLVs."""
-        n = self.neighbours()
-        got = {i["chassis"][0].get("name", [{}])[0].get("value") for i in n}
-        if got != names:
-            return None
-        if "bravo" in names:
-            bravo = [i for i in n if i["chassis"][0]["name"][0]["value"] == "bravo"][0]
-            tlvs = bravo.get("unknown-tlvs", [{}])[0].get("unknown-tlv", [])
-            if len(tlvs) != 2:
-                return None
-        return n
-
-    def wait_neighbours(self, names, timeout=30):
-        n = wait_for(lambda: self.settled(names), timeout)
-        assert n, f"router did not learn exactly {sorted(names)}: {self.neighbours()}"
-        return n
-
-    def walk(self, root=LLDP_MIB, time_marks=False, sock=None):
-        cmd = ["ip", "netns", "exec", self.router, str(WALKER), "--lldpd", sock or self.router_sock]
-        if time_marks:
-            cmd.append("--lldpd-time-marks")
-        r = subprocess.run(cmd + ["walk", root], capture_output=True, text=True, timeout=60,
-                           env=clean_env())
-        assert r.returncode == 0, f"{' '.join(cmd)}: {r.stderr}"
-        return r.stdout.splitlines()
-
-
-def clean_env():
-    env = dict(os.environ)
-    env.pop("ENKT_ACTIVE", None)  # the capability octets below are the standard ones
-    return env
-
-
-@pytest.fixture(scope="module")
-def scenario():
-    reason = namespaces_usable()
-    if reason:
-        pytest.skip(reason)
-    lab = Lab()
-    try:
-        yield Scenario(lab)
-    finally:
-        lab.close()
-
-
-# ---- What lldpcli says, as walker lines ----
-
-def hexstr(text):
-    return text.encode().hex()
-
-
-def id_bytes(kind, value):
-    if kind == "mac":
-        return bytes.fromhex(value.replace(":", ""))
-    if kind == "ip":
-        return ipaddress.ip_address(value).packed
-    return value.encode()
-
-
-def caps(capabilities, enabled_only):
-    mask = 0
-    for c in capabilities:
-        if not enabled_only or c["enabled"]:
-            mask |= 1 << CAPABILITY_BITS[c["type"]]
-    return mask
-
-
-def bits_octets(mask):
-    """LldpSystemCapabilitiesMap: capability 0 is the first octet's top bit."""
-    octets = [0, 0]
-    for n in range(16):
-        if mask & (1 << n):
-            octets[n // 8] |= 0x80 >> (n % 8)
-    return octets
-
-
-def value(node, key):
-    return node.get(key, [{}])[0].get("value", "")
-
-
-def addr_index(text):
-    a = ipaddress.ip_address(text)
-    subtype = 1 if a.version == 4 else 2
-    return f"{subtype}.{len(a.packed)}." + ".".join(str(b) for b in a.packed)
-
-
-def expected_remote(s, neighbours):
-    rem, man, org = [], [], []
-    for i in neighbours:
-        port, rid = s.ifindex[i["name"]], int(i["rid"])
-        inst = f"0.{port}.{rid}"
-        c, p = i["chassis"][0], i["port"][0]
-        cid, pid = c["id"][0], p["id"][0]
-        sup = bits_octets(caps(c.get("capability", []), False))
-        ena = bits_octets(caps(c.get("capability", []), True))
-        rem += [f"{REM}.4.{inst} INTEGER {CHASSIS_SUBTYPES[cid['type']]}",
-                f"{REM}.5.{inst} OCTETS {id_bytes(cid['type'], cid['value']).hex()}",
-                f"{REM}.6.{inst} INTEGER {PORT_SUBTYPES[pid['type']]}",
-                f"{REM}.7.{inst} OCTETS {id_bytes(pid['type'], pid['value']).hex()}",
-                f"{REM}.8.{inst} OCTETS {hexstr(value(p, 'descr'))}",
-                f"{REM}.9.{inst} OCTETS {hexstr(value(c, 'name'))}",
-                f"{REM}.10.{inst} OCTETS {hexstr(value(c, 'descr'))}",
-                f"{REM}.11.{inst} OCTETS {sup[0]:02x}{sup[1]:02x}",
-                f"{REM}.12.{inst} OCTETS {ena[0]:02x}{ena[1]:02x}"]
-        for ip, iface in zip(c.get("mgmt-ip", []), c.get("mgmt-iface", [])):
-            man.append((f"{inst}.{addr_index(ip['value'])}", int(iface["value"])))
-        seen = {}
-        for t in i.get("unknown-tlvs", [{}])[0].get("unknown-tlv", []):
-            oui = ".".join(str(int(o, 16)) for o in t["oui"].split(","))
-            key = (oui, int(t["subtype"]))
-            seen[key] = seen.get(key, 0) + 1
-            info = t["value"].replace(",", "").lower()
-            org.append(f"{REM_ORG_DEF}.4.{inst}.{oui}.{key[1]}.{seen[key]} OCTETS {info}")
-    return rem, man, org
-
-
-def rows_of(lines, column_prefix):
-    """{instance: value} of one column."""
-    out = {}
-    for line in lines:
-        oid, rest = line.split(" ", 1)
-        if oid.startswith(column_prefix + "."):
-            out[oid[len(column_prefix) + 1:]] = rest
-    return out
-
-
-def check_remote_tables(s, lines, neighbours):
-    rem, man, org = expected_remote(s, neighbours)
-    assert sorted(l for l in lines if l.startswith(REM + ".")) == sorted(rem)
-    assert sorted(l for l in lines if l.startswith(REM_ORG_DEF + ".")) == sorted(org)
-    # Management addresses: every one lldpcli shows, with its interface number.
-    if_ids = rows_of(lines, REM_MAN_ADDR + ".4")
-    assert sorted(if_ids) == sorted(inst for inst, _ in man)
-    for inst, iface in man:
-        assert if_ids[inst] == f"INTEGER {iface}", inst
-    # lldpd does not expose TLVs of unknown types.
-    assert [l for l in lines if l.startswith(REM_UNKNOWN + ".")] == []
-
-
-def check_local_groups(s, lines):
-    chassis = s.lab.json0(s.router_sock, "show", "chassis")["local-chassis"][0]["chassis"][0]
-    cid = chassis["id"][0]
-    sup = bits_octets(caps(chassis.get("capability", []), False))
-    ena = bits_octets(caps(chassis.get("capability", []), True))
-    system = [l for l in lines if l.startswith(LOCAL_SYSTEM + ".") and l.split(" ")[0].count(".") == 9]
-    assert system == [
-        f"{LOCAL_SYSTEM}.1.0 INTEGER {CHASSIS_SUBTYPES[cid['type']]}",
-        f"{LOCAL_SYSTEM}.2.0 OCTETS {id_bytes(cid['type'], cid['value']).hex()}",
-        f"{LOCAL_SYSTEM}.3.0 OCTETS {hexstr(value(chassis, 'name'))}",
-        f"{LOCAL_SYSTEM}.4.0 OCTETS {hexstr(value(chassis, 'descr'))}",
-        # This group writes its two octets the other way round.
-        f"{LOCAL_SYSTEM}.5.0 OCTETS {sup[1]:02x}{sup[0]:02x}",
-        f"{LOCAL_SYSTEM}.6.0 OCTETS {ena[1]:02x}{ena[0]:02x}",
-    ]
-
-    # Ports: one row per LLDP interface, numbered by interface index.
-    ports = s.lab.json0(s.router_sock, "show", "interfaces")["lldp"][0]["interface"]
-    expected = []
-    for i in ports:
-        n, pid = s.ifindex[i["name"]], i["port"][0]["id"][0]
-        if pid["type"] == "mac":
-            digits = pid["value"].replace(":", "")
-            text = ".".join(digits[k:k + 4] for k in (0, 4, 8))  # MAC ports as dotted text
-        else:
-            text = pid["value"]
-        expected += [f"{LOC_PORT}.2.{n} INTEGER {PORT_SUBTYPES[pid['type']]}",
-                     f"{LOC_PORT}.3.{n} OCTETS {hexstr(text)}",
-                     f"{LOC_PORT}.4.{n} OCTETS {hexstr(value(i['port'][0], 'descr'))}"]
-    assert sorted(l for l in lines if l.startswith(LOC_PORT + ".")) == sorted(expected)
-
-    # Management addresses with their interface numbers.
-    want = {addr_index(ip["value"]): int(iface["value"])
-            for ip, iface in zip(chassis.get("mgmt-ip", []), chassis.get("mgmt-iface", []))}
-    got = rows_of(lines, LOC_MAN_ADDR + ".5")
-    assert {k: int(v.split()[1]) for k, v in got.items()} == want
-
-
-# ---- Tests ----
-
-def test_walk_matches_lldpcli(scenario):
-    s = scenario
-    lines = s.walk()
-    check_remote_tables(s, lines, s.wait_neighbours(set(NEIGHBOURS)))
-    check_local_groups(s, lines)
-    # Three neighbours on two ports, two of them behind the bridge.
-    ports = sorted(int(k.split(".")[1]) for k in rows_of(lines, REM + ".9"))
-    assert ports == sorted([s.ifindex["eth1"], s.ifindex["eth2"], s.ifindex["eth2"]])
-
-
-def test_unreachable_daemon_serves_nothing(scenario):
-    r = subprocess.run([str(WALKER), "--lldpd", scenario.lab.dir + "/nobody.sock", "walk", LLDP_MIB],
-                       capture_output=True, text=True, timeout=60)
-    assert r.returncode == 0, r.stderr
-    assert [l for l in r.stdout.splitlines() if l.startswith((REM, LOCAL_SYSTEM))] == []
-
-
-# ---- Through snmpd and lldpmib-agentx in the router namespace ----
-
-class RouterAgent(Agent):
-    """lldpmib-agentx started inside the router namespace; its master stays
-    outside (the AgentX socket is a path, reachable from any namespace)."""
-
-    def __init__(self, netns, sock, time_marks=False):
-        extra = ["--lldpd", sock] + (["--lldpd-time-marks"] if time_marks else [])
-        super().__init__(extra_args=extra)
-        self.netns = netns
-        self.env.pop("ENKT_ACTIVE", None)
-
-    def start_subagent(self):
-        args = ["ip", "netns", "exec", self.netns, str(AGENTX), "-f", "--agentx-socket",
-                f"unix:{self.socket}"] + self.extra_args
-        self.subagent_log = open(self.dir / "subagent.log", "ab")
-        self.subagent = subprocess.Popen(args, env=self.env, stdout=self.subagent_log,
-                                         stderr=subprocess.STDOUT, start_new_session=True)
-
-
-@pytest.fixture
-def router_agent(scenario):
-    agents = []
-
-    def make(time_marks=False):
-        a = RouterAgent(scenario.router, scenario.router_sock, time_marks)
-        agents.append(a)
-        return a.start()
-
-    yield make
-    for a in agents:
-        a.stop()
-
-
-def snmp_lines(agent, root=LLDP_MIB):
-    r = agent.snmp("snmpwalk", root)
-    assert "OID not increasing" not in r.stderr, r.stderr
-    return [l for l in parse_snmp(r.stdout)
-            if not l.endswith(("NOSUCHOBJECT", "NOSUCHINSTANCE", "ENDOFMIBVIEW"))]
-
-
-def test_agentx_matches_lldpcli(scenario, router_agent):
-    s = scenario
-    agent = router_agent()
-    lines = snmp_lines(agent)
-    check_remote_tables(s, lines, s.wait_neighbours(set(NEIGHBOURS)))
-    check_local_groups(s, lines)
-    assert agent.subagent.poll() is None
-
-
+CAPABILITIES = ["Other", "Repeater", "Bridge", "Wlan", "Router", "Tel", "Docsis", "Station"]  # by bit
+NEIGHBOURS = {"alpha", "bravo", "charlie"}
 # The module keeps a table's snapshot while it is read at least once a second:
 # polls that look for a change leave longer gaps.
 POLL = 1.5
 
 
-def eventually(check, timeout=20):
-    """Retries check() until it stops failing (lldpd and the module's
-    snapshots settle after a change); the last failure is raised."""
-    deadline = time.monotonic() + timeout
-    while True:
-        try:
-            return check()
-        except AssertionError:
-            if time.monotonic() > deadline:
-                raise
-            time.sleep(POLL)
+def run(*args, check=True, **kw):
+    return subprocess.run(args, check=check, timeout=20, capture_output=True, text=True, **kw)
 
 
-def test_agentx_survives_neighbour_loss_and_daemon_restart(scenario, router_agent):
-    s = scenario
-    agent = router_agent()
+HOSTS = ("router", "alpha", "hub", "bravo", "charlie")
+# Namespaces $T-<host>; veth pairs made under unique names here and renamed there.
+NETWORK = """
+for h in router alpha hub bravo charlie; do
+  ip netns add $T-$h || exit 99; ip -n $T-$h link set lo up
+done
+link() {
+  ip link add name $T-a type veth peer name $T-b
+  ip link set $T-a netns $T-$1; ip -n $T-$1 link set $T-a name $2 up
+  ip link set $T-b netns $T-$3; ip -n $T-$3 link set $T-b name $4 up
+}
+link router eth1 alpha eth0; link router eth2 hub up0; link hub p1 bravo eth0; link hub p2 charlie eth0
+# A bridge that forwards LLDP frames: bravo and charlie share the router's eth2.
+ip -n $T-hub link add name br0 type bridge group_fwd_mask 0x4000
+for p in up0 p1 p2; do ip -n $T-hub link set $p master br0; done
+ip -n $T-hub link set br0 up
+ip -n $T-router addr add 10.0.1.1/24 dev eth1; ip -n $T-router addr add fd00:1::1/64 dev eth1 nodad
+ip -n $T-router addr add 10.0.2.1/24 dev eth2
+ip -n $T-alpha addr add 10.0.1.2/24 dev eth0; ip -n $T-alpha addr add fd00:1::2/64 dev eth0 nodad
+ip -n $T-bravo addr add 10.0.2.2/24 dev eth0; ip -n $T-charlie addr add 10.0.2.3/24 dev eth0
+"""
+CONFIG = {"router": "configure system capabilities enabled router\n",
+          "bravo": "configure lldp custom-tlv oui 33,44,55 subtype 1 oui-info 01,02\n"
+                   "configure lldp custom-tlv add oui 33,44,55 subtype 1 oui-info 03\n"}
 
-    def served(names):
-        lines = snmp_lines(agent)
-        assert len(rows_of(lines, REM + ".9")) == len(names)
-        check_remote_tables(s, lines, s.wait_neighbours(names))
 
+class Lab:
+    """The namespaces, links and daemons above; close() undoes whatever was made."""
+
+    def __init__(self):
+        self.tag = "lm" + uuid.uuid4().hex[:6]
+        self.dir = tempfile.mkdtemp(prefix="lldpmib-lldpd-")
+        os.chmod(self.dir, 0o755)  # lldpd drops to _lldpd and must reach its socket
+        open(os.path.join(self.dir, "empty.conf"), "w").close()
+        self.daemons = {}
+
+    def build(self):
+        r = run("sh", "-e", "-c", NETWORK, check=False, env=dict(os.environ, T=self.tag))
+        if r.returncode == 99:
+            pytest.skip("no network namespaces here: " + r.stderr.strip())
+        assert r.returncode == 0, r.stderr
+        for host in ("router", "alpha", "bravo", "charlie"):
+            self.start(host)
+        self.ifindex = {i: json.loads(run("ip", "-n", self.ns("router"), "-j", "link", "show", i).stdout)
+                        [0]["ifindex"] for i in ("eth1", "eth2")}
+        self.wait_neighbours(NEIGHBOURS)
+
+    def ns(self, host):
+        return f"{self.tag}-{host}"
+
+    def sock(self, host):
+        return os.path.join(self.dir, host + ".sock")
+
+    def start(self, host):
+        with open(os.path.join(self.dir, host + ".log"), "a") as log:
+            p = self.daemons[host] = subprocess.Popen(
+                ["ip", "netns", "exec", self.ns(host), "lldpd", "-d", "-u", self.sock(host), "-O",
+                 os.path.join(self.dir, "empty.conf")], stdout=log, stderr=subprocess.STDOUT)
+        assert wait_until(lambda: p.poll() is not None or run(
+            "lldpcli", "-u", self.sock(host), "show", "chassis", check=False).returncode == 0, 10)
+        assert p.poll() is None, f"lldpd in {host} exited with {p.returncode}"
+        run("lldpcli", "-u", self.sock(host), input=f"configure system hostname {host}\n"
+            "configure lldp tx-interval 1\nconfigure system ip management pattern 10.0.*,fd00:*\n"
+            + CONFIG.get(host, ""))
+
+    def stop(self, host):
+        stop_process(self.daemons.pop(host))
+
+    def lldpcli(self, host, *args):
+        return run("lldpcli", "-u", self.sock(host), *args).stdout
+
+    def show(self, *args):
+        """The router's lldpcli view, as json0 (one-element lists stay lists)."""
+        return json.loads(self.lldpcli("router", "-f", "json0", "show", *args))
+
+    def wait_neighbours(self, names, timeout=30):
+        """The router's neighbours once exactly these are known with final names and TLVs."""
+        def settled():
+            n = self.show("neighbors", "details")["lldp"][0].get("interface", [])
+            named = {value(i["chassis"][0], "name"): i for i in n}
+            tlvs = named.get("bravo", {}).get("unknown-tlvs", [{}])[0].get("unknown-tlv", [])
+            return set(named) == names and ("bravo" not in names or len(tlvs) == 2) and n
+        n = wait_until(settled, timeout, 0.2)
+        assert n, f"router did not learn exactly {sorted(names)}: {self.show('neighbors')}"
+        return n
+
+    def close(self):
+        for host in list(self.daemons):
+            self.stop(host)
+        run("ip", "link", "del", self.tag + "-a", check=False)  # left by a failed set-up
+        for ns in map(self.ns, HOSTS):
+            # lldpd's privilege-separated child may outlive its parent for a moment.
+            run("kill", "-9", *run("ip", "netns", "pids", ns, check=False).stdout.split(), check=False)
+            run("ip", "netns", "del", ns, check=False)
+        shutil.rmtree(self.dir, ignore_errors=True)
+
+
+@pytest.fixture(scope="module")
+def lab():
+    if os.geteuid() != 0 or not all(map(shutil.which, ("ip", "lldpd", "lldpcli"))):
+        pytest.skip("needs root, ip, lldpd and lldpcli")
+    lab = Lab()
     try:
+        lab.build()
+        yield lab
+    finally:
+        lab.close()
+
+
+def router_agent(lab, *args):
+    return Agent(args=["--lldpd", lab.sock("router"), *args],
+                 prefix=["ip", "netns", "exec", lab.ns("router")])
+
+
+# What lldpcli says, as '<oid> <TYPE> <value>' lines.
+def value(node, key):
+    return node.get(key, [{}])[0].get("value", "")
+
+
+def id_bytes(i):
+    return (bytes.fromhex(i["value"].replace(":", "")) if i["type"] == "mac" else
+            ipaddress.ip_address(i["value"]).packed if i["type"] == "ip" else i["value"].encode())
+
+
+def octets(raw):
+    return "OCTETS " + raw.hex()
+
+
+def text(node, key):
+    return octets(value(node, key).encode())
+
+
+def chassis_caps(chassis, enabled_only):
+    return octets(caps(sum(1 << CAPABILITIES.index(c["type"]) for c in chassis.get("capability", [])
+                           if c["enabled"] or not enabled_only)))
+
+
+def man_addrs(chassis):
+    """(instance, address length, interface number) of each management address."""
+    packed = [ipaddress.ip_address(ip["value"]).packed for ip in chassis.get("mgmt-ip", [])]
+    return [(".".join(map(str, (1 if len(a) == 4 else 2, len(a), *a))), len(a), int(iface["value"]))
+            for a, iface in zip(packed, chassis.get("mgmt-iface", []))]
+
+
+def expected(lab, neighbours):
+    """The walk lldpcli's view gives, sorted. lldpRemUnknownTLVTable stays empty:
+    lldpd drops TLVs of unknown types."""
+    lines = []
+
+    def row(table, inst, columns):
+        lines.extend(f"{table}.{column}.{inst} {v}" for column, v in columns.items())
+    for i in neighbours:
+        inst = f"0.{lab.ifindex[i['name']]}.{i['rid']}"
+        c, p = i["chassis"][0], i["port"][0]
+        cid, pid = c["id"][0], p["id"][0]
+        row(REM, inst, {4: f"INTEGER {CHASSIS_SUBTYPES[cid['type']]}", 5: octets(id_bytes(cid)),
+                        6: f"INTEGER {PORT_SUBTYPES[pid['type']]}", 7: octets(id_bytes(pid)),
+                        8: text(p, "descr"), 9: text(c, "name"), 10: text(c, "descr"),
+                        11: chassis_caps(c, False), 12: chassis_caps(c, True)})
+        for a, _, iface in man_addrs(c):
+            row(REM_MAN_ADDR, f"{inst}.{a}", {3: "INTEGER 2", 4: f"INTEGER {iface}", 5: "OID 0.0"})
+        seen = {}  # lldpRemOrgDefInfoIndex counts per OUI and subtype
+        for t in i.get("unknown-tlvs", [{}])[0].get("unknown-tlv", []):
+            key = ".".join(str(int(o, 16)) for o in t["oui"].split(",")) + "." + t["subtype"]
+            seen[key] = seen.get(key, 0) + 1
+            info = bytes.fromhex(t["value"].replace(",", ""))
+            row(REM_ORG_DEF, f"{inst}.{key}.{seen[key]}", {4: octets(info)})
+    chassis = lab.show("chassis")["local-chassis"][0]["chassis"][0]
+    cid = chassis["id"][0]
+    row(LOCAL, 0, {1: f"INTEGER {CHASSIS_SUBTYPES[cid['type']]}", 2: octets(id_bytes(cid)),
+                   3: text(chassis, "name"), 4: text(chassis, "descr"),
+                   5: chassis_caps(chassis, False), 6: chassis_caps(chassis, True)})
+    for a, length, iface in man_addrs(chassis):
+        row(LOC_MAN_ADDR, a, {3: f"INTEGER {length + 1}", 4: "INTEGER 2", 5: f"INTEGER {iface}"})
+    # Ports: one row per LLDP interface, numbered by interface index; MAC port IDs as dotted text.
+    for i in lab.show("interfaces")["lldp"][0]["interface"]:
+        n, port, pid = lab.ifindex[i["name"]], i["port"][0], i["port"][0]["id"][0]
+        digits = pid["value"].replace(":", "")
+        port_id = ".".join(digits[k:k + 4] for k in (0, 4, 8)) if pid["type"] == "mac" else pid["value"]
+        row(LOC_PORT, n, {2: f"INTEGER {PORT_SUBTYPES[pid['type']]}", 3: octets(port_id.encode()),
+                          4: text(port, "descr")})
+    return sorted(lines)
+
+
+def served(agent, lab, names):
+    """Waits until the agent serves what lldpcli shows with these neighbours
+    (lldpd and the module's snapshots settle after a change)."""
+    def want():
+        return expected(lab, lab.wait_neighbours(names))
+    wait_until(lambda: sorted(agent.walk()) == want(), 20, POLL)
+    assert sorted(agent.walk()) == want()
+
+
+def test_time_marks(lab):
+    with router_agent(lab, "--lldpd-time-marks") as agent:
+        def marks():
+            """{system name: time mark}"""
+            return {bytes.fromhex(l.split()[2]).decode(): int(l.split(".")[11])
+                    for l in agent.walk(REM + ".9")}
+        assert marks() == dict.fromkeys(NEIGHBOURS, 0)
+        # lldpd's ages are whole seconds: make the change fall after the start's second.
+        time.sleep(1.5)
+        lab.lldpcli("charlie", "configure", "system", "hostname", "charlie2")
+        try:
+            got = wait_until(lambda: "charlie2" in (m := marks()) and m, 20, POLL)
+            assert got and got["charlie2"] > 0 and got["alpha"] == got["bravo"] == 0, (got, marks())
+        finally:
+            lab.lldpcli("charlie", "configure", "system", "hostname", "charlie")
+            lab.wait_neighbours(NEIGHBOURS, 15)
+
+
+def test_agent_follows_lldpd(lab):
+    """Last: it leaves the lab changed."""
+    with router_agent(lab) as agent:
+        served(agent, lab, NEIGHBOURS)
         # charlie leaves: lldpd's shutdown frame removes it at once.
-        s.lab.stop_lldpd(s.ns["charlie"])
-        eventually(lambda: served({"alpha", "bravo"}))
-
+        lab.stop("charlie")
+        served(agent, lab, {"alpha", "bravo"})
         # The router's daemon goes away: nothing is served, the agent lives on.
-        s.lab.stop_lldpd(s.router)
-        assert wait_for(lambda: snmp_lines(agent, REM) == [], timeout=10, interval=POLL)
+        lab.stop("router")
+        assert wait_until(lambda: agent.walk(LLDP_MIB + ".1") == [], 10, POLL)
         assert agent.subagent.poll() is None
-
         # It comes back on the same socket: the agent reconnects by itself.
-        s.start("router")
-        eventually(lambda: served({"alpha", "bravo"}))
+        lab.start("router")
+        served(agent, lab, {"alpha", "bravo"})
         assert agent.subagent.poll() is None
-    finally:
-        # Put the scenario back for the tests that follow.
-        for host in ("router", "charlie"):
-            if not any(name == s.ns[host] and p.poll() is None for name, p in s.lab.procs):
-                s.start(host)
-        s.wait_neighbours(set(NEIGHBOURS))
-
-
-def test_agentx_time_marks(scenario, router_agent):
-    s = scenario
-    agent = router_agent(time_marks=True)
-    before = rows_of(snmp_lines(agent, REM + ".9"), REM + ".9")
-    assert len(before) == 3 and all(k.startswith("0.") for k in before), before
-    # lldpd's ages are whole seconds: make the change fall after the start's second.
-    time.sleep(1.5)
-    s.lab.lldpcli(s.sock["charlie"], "configure", "system", "hostname", "charlie2")
-    try:
-        def changed():
-            rows = rows_of(snmp_lines(agent, REM + ".9"), REM + ".9")
-            return [k for k, v in rows.items() if v == f"OCTETS {hexstr('charlie2')}"] and rows
-        rows = wait_for(changed, timeout=20, interval=POLL)
-        assert rows, ("the changed name was not served: %s; lldpcli: %s"
-                      % (snmp_lines(agent, REM + ".9"), s.neighbours()))
-        marks = {v: int(k.split(".")[0]) for k, v in rows.items()}
-        assert marks[f"OCTETS {hexstr('charlie2')}"] > 0
-        assert marks[f"OCTETS {hexstr('alpha')}"] == 0
-        assert marks[f"OCTETS {hexstr('bravo')}"] == 0
-    finally:
-        s.lab.lldpcli(s.sock["charlie"], "configure", "system", "hostname", "charlie")
-        wait_for(lambda: s.settled(set(NEIGHBOURS)), 15)
-
-
-def test_interfaces_and_neighbours_churning_during_walks(scenario, router_agent):
-    """Ports appear and vanish and neighbours come and go while managers walk:
-    every walk completes in order, the agent stays up, and once things calm
-    down the tables match lldpcli again."""
-    s = scenario
-    agent = router_agent()
-    stop = threading.Event()
-    errors = []
-
-    def churn():
-        try:
-            k = 0
-            while not stop.is_set():
-                # A veth pair inside the router: two LLDP ports that hear each other.
-                a, b = f"ch{k}a", f"ch{k}b"
-                s.lab.run_in(s.router, "ip", "link", "add", "name", a, "type", "veth", "peer", "name", b)
-                s.lab.run_in(s.router, "ip", "link", "set", a, "up")
-                s.lab.run_in(s.router, "ip", "link", "set", b, "up")
-                s.lab.run_in(s.router, "ip", "link", "set", "eth1", "down")
-                time.sleep(0.4)
-                s.lab.run_in(s.router, "ip", "link", "set", "eth1", "up")
-                s.lab.run_in(s.router, "ip", "link", "del", a)
-                time.sleep(0.3)
-                k += 1
-        except Exception as e:  # reported by the test, not lost in the thread
-            errors.append(e)
-
-    t = threading.Thread(target=churn)
-    t.start()
-    try:
-        deadline = time.monotonic() + 8
-        walks = 0
-        while time.monotonic() < deadline:
-            snmp_lines(agent)          # asserts the agent's answers keep increasing
-            s.walk()                   # a fresh process each time: fresh connections
-            walks += 1
-        assert walks >= 2
-    finally:
-        stop.set()
-        t.join()
-    assert not errors, errors
-    assert agent.subagent.poll() is None, agent.log("subagent.log")
-
-    def calm():
-        lines = snmp_lines(agent)
-        check_remote_tables(s, lines, s.wait_neighbours(set(NEIGHBOURS)))
-        check_local_groups(s, lines)
-    eventually(calm)

@@ -1,0 +1,104 @@
+"""What the agent must serve for a topology file, computed here from the file
+alone by a small model of the serving rules: {name tuple: 'TYPE value'}."""
+import ipaddress
+import json
+
+from conftest import LLDP_MIB
+
+MIB = tuple(int(x) for x in LLDP_MIB.split("."))
+
+
+def _bytes(v):
+    return v.encode() if isinstance(v, str) else bytes.fromhex(
+        "".join(c for c in v["hex"] if c not in ":- "))
+
+
+def _mac(raw):
+    """Dotted MAC text to its 6 octets (dots anywhere, the first 14 characters
+    decide, missing digits are 0); None when it is no such text."""
+    digits = raw[:14].decode("latin-1").replace(".", "")
+    if len(raw) < 14 or len(digits) > 12 or any(c not in "0123456789abcdefABCDEF" for c in digits):
+        return None
+    return bytes.fromhex(digits[:len(digits) // 2 * 2]).ljust(6, b"\0")
+
+
+def caps(value):
+    """BITS: capability n is bit n, bit 0 the first octet's most significant."""
+    return int(f"{value & 0xFFFF:016b}"[::-1], 2).to_bytes(2, "big")
+
+
+def reference(topo):
+    if not isinstance(topo, dict):
+        topo = json.loads(topo.read_text())
+    ref = {}
+
+    def put(column, instance, kind, value):
+        # The first of equal keys stays.
+        ref.setdefault(MIB + column + tuple(instance), f"{kind} " + (
+            value.hex() if kind == "OCTETS" else
+            str(value - 2**32 if value >= 2**31 else value) if kind == "INTEGER" else value))
+
+    lldp = topo.get("lldp", {})
+    if not (topo.get("router_type", 25) in (7, 8, 18)
+            or lldp.get("enabled", True) or lldp.get("node_enabled", True)):
+        return ref
+    loc = topo["local"]
+    subtype, chassis = loc.get("chassis_id_subtype", 4), _bytes(loc["chassis_id"])
+    put((1, 3, 1), [0], "INTEGER", subtype)
+    if subtype in (4, 7):
+        put((1, 3, 2), [0], "OCTETS", (_mac(chassis) or chassis[:14]) if subtype == 4 else chassis)
+    put((1, 3, 3), [0], "OCTETS", _bytes(loc.get("sys_name", "")))
+    put((1, 3, 4), [0], "OCTETS", _bytes(loc.get("sys_desc", "")))
+    put((1, 3, 5), [0], "OCTETS", caps(loc.get("supported_caps", 0)))
+    put((1, 3, 6), [0], "OCTETS", caps(loc.get("enabled_caps", 0)))
+    for a in (a for rec in topo.get("local_man_addrs", []) for a in rec["addrs"]):
+        ip = ipaddress.ip_address(a["addr"]).packed
+        inst = [1 if len(ip) == 4 else 2, len(ip), *ip]
+        for column, value in ((3, len(ip) + 1), (4, 2), (5, a.get("if_id", 0))):
+            put((1, 3, 8, 1, column), inst, "INTEGER", value)
+    for p in topo.get("ports", []):
+        port = p["port_num"]
+        put((1, 3, 7, 1, 2), [port], "INTEGER", p.get("port_id_subtype", 5))
+        put((1, 3, 7, 1, 3), [port], "OCTETS", _bytes(p["port_id"])[:255])
+        put((1, 3, 7, 1, 4), [port], "OCTETS", _bytes(p.get("port_desc", "")))
+        for n in p.get("neighbors", []):
+            key = [n.get("time_mark", 0), port, n["rem_index"]]
+            cs, ps = n.get("chassis_id_subtype", 4), n.get("port_id_subtype", 5)
+            cid, pid = _bytes(n["chassis_id"]), _bytes(n["port_id"])
+            cid = (cs == 4 and len(cid) == 14 and _mac(cid)) or cid
+            pid = (ps == 3 and len(pid) == 14 and _mac(pid)) or pid
+            for column, kind, value in (
+                    (4, "INTEGER", cs), (5, "OCTETS", cid), (6, "INTEGER", ps), (7, "OCTETS", pid),
+                    (8, "OCTETS", _bytes(n.get("port_desc", ""))),
+                    (9, "OCTETS", _bytes(n.get("sys_name", ""))),
+                    (10, "OCTETS", _bytes(n.get("sys_desc", ""))),
+                    (11, "OCTETS", caps(n.get("supported_caps", 0))),
+                    (12, "OCTETS", caps(n.get("enabled_caps", 0)))):
+                put((1, 4, 1, 1, column), key, kind, value)
+            for a in n.get("man_addrs", []):
+                ip = ipaddress.ip_address(a["addr"]).packed
+                if any(ip):  # all-zero addresses are not served
+                    inst = key + [a.get("subtype", 1 if len(ip) == 4 else 2), len(ip), *ip]
+                    put((1, 4, 2, 1, 3), inst, "INTEGER", 2)
+                    put((1, 4, 2, 1, 4), inst, "INTEGER", a.get("if_id", 0))
+                    put((1, 4, 2, 1, 5), inst, "OID", "0.0")
+            for t in n.get("unknown_tlvs", []):
+                if 9 <= t["type"] <= 126:
+                    put((1, 4, 3, 1, 2), key + [t["type"]], "OCTETS", _bytes(t.get("info", "")))
+            for t in n.get("org_def_tlvs", []):
+                oui = t["oui"]
+                oui = int("".join(c for c in oui if c not in ":-"), 16) if isinstance(oui, str) else oui
+                if t["subtype"] >= 1:
+                    put((1, 4, 4, 1, 4), key + [*oui.to_bytes(3, "big"), t["subtype"], t["index"]],
+                        "OCTETS", _bytes(t.get("info", "")))
+    return ref
+
+
+def dotted(name):
+    return ".".join(str(x) for x in name)
+
+
+def walk(topo):
+    """The whole served lldpMIB in walk order, as '<oid> <TYPE> <value>' lines."""
+    ref = reference(topo)
+    return [f"{dotted(n)} {ref[n]}" for n in sorted(ref)]
