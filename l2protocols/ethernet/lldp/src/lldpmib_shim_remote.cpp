@@ -62,6 +62,21 @@ void remote_drop(const lldpmib_remote_table* t) {
     s->base.list = nullptr;
     s->rows.clear();
     s->known_ports.clear();
+    s->has_last_row = false;
+}
+
+// The first row not below key: the last search's row or the one after it
+// when key lies there (a walk's next request), otherwise a search of the
+// whole index.
+lldpmib_row_index::const_iterator remote_lower_bound(lldpmib_remote_snapshot* s,
+                                                     const lldpmib_row_key& key) {
+    const lldpmib_row_index& rows = s->rows;
+    if (s->has_last_row && !(key < s->last_row->first)) {
+        if (!(s->last_row->first < key)) return s->last_row;
+        auto after = std::next(s->last_row);
+        if (after == rows.end() || !(after->first < key)) return after;
+    }
+    return rows.lower_bound(key);
 }
 
 // A port's iteration in progress: the copies its callback stored.
@@ -128,15 +143,18 @@ bool remote_learn_from(const lldpmib_remote_table* t, uint32_t port) {
 // port at all.
 const std::pair<const lldpmib_row_key, lldpmib_row_ref>* remote_search(
     const lldpmib_remote_table* t, const lldpmib_remote_request* rq, bool* proven) {
-    const lldpmib_remote_snapshot* s = t->snapshot;
+    lldpmib_remote_snapshot* s = t->snapshot;
     const lldpmib_row_key& key = rq->key;
     uint32_t port = key[1];
+    auto it = remote_lower_bound(s, key);
+    if (it != s->rows.end()) {
+        s->last_row = it;
+        s->has_last_row = true;
+    }
     if (rq->search_type == EXACT) {
         *proven = ports_known(s->known_ports, port, port);
-        auto it = s->rows.find(key);
-        return it != s->rows.end() ? &*it : nullptr;
+        return it != s->rows.end() && !(key < it->first) ? &*it : nullptr;
     }
-    auto it = s->rows.lower_bound(key);
     bool all_known = first_unknown_port(s->known_ports, 0) == LLDP_CLIENT_NO_PORT;
     if (it == s->rows.end()) {
         *proven = all_known;
@@ -289,7 +307,7 @@ int lldpmib_remote_shim_run(const lldpmib_remote_table* t, lldpmib_remote_reques
     s->base.neighbors = s->base.list != nullptr ? kel_list_get_size(s->base.list) : 0;
     t->totals(fn, &s->base);
     // A snapshot without a single copy is not worth keeping.
-    if (!filled && s->base.list != nullptr && kel_list_is_empty(s->base.list)) {
+    if (!filled && s->base.list != nullptr && s->base.neighbors == 0) {
         LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->kind->purging_line, fn);
         remote_drop(t);
     }
