@@ -70,6 +70,14 @@ struct lldpmib_remote_snapshot {
     // rows are dropped.
     lldpmib_row_index::const_iterator last_row;
     bool has_last_row = false;
+    // The greatest (port, remote index) put into the list in order.  A copy
+    // not below it goes in at the tail with one comparison; one below it (a
+    // port fetched out of order, for a GET) is appended, so that no copy ever
+    // has to pass along the list.  The list's order is nobody's concern: the
+    // rows index orders the answers.
+    bool has_greatest = false;
+    uint32_t greatest_port = 0;
+    uint32_t greatest_index = 0;
 };
 
 // One request in progress.
