@@ -2,6 +2,7 @@
 // topology that the active source reports at that moment.  Records handed to
 // callbacks are built for the call and dropped after it.
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -94,6 +95,8 @@ struct state {
     std::mutex mutex;
     std::shared_ptr<topology_source> source;  // null: the embedded default
     std::shared_ptr<const view> last;
+    // Bumped under the mutex whenever source or last changes.
+    std::atomic<uint64_t> changes{0};
 };
 
 state& the_state() {
@@ -126,22 +129,35 @@ std::shared_ptr<const topology> current_topology(std::string* error) {
     return t;
 }
 
-// The indexes of the current topology, or null with *status set.
-// Every client operation asks for it: one pass under the lock takes both the
-// source and the last view, and the view is reused while the source reports
-// the same topology.
+// The source and last view as this thread last took them from the state.
+// Every client operation asks for the view, so a thread takes them (under the
+// lock) only after they changed; until then it holds on to them.
+struct thread_view {
+    uint64_t changes = UINT64_MAX;
+    std::shared_ptr<topology_source> source;
+    std::shared_ptr<const view> last;
+};
+
+// The indexes of the current topology, or null with *status set.  The view
+// is reused while the source reports the same topology.
 std::shared_ptr<const view> current_view(int* status) {
     state& s = the_state();
-    std::shared_ptr<topology_source> src;
-    std::shared_ptr<const view> last;
-    {
+    thread_local thread_view mine;
+    if (mine.changes != s.changes.load(std::memory_order_acquire)) {
         std::lock_guard lock(s.mutex);
-        src = s.source;
-        last = s.last;
+        mine.source = s.source;
+        mine.last = s.last;
+        mine.changes = s.changes.load(std::memory_order_relaxed);
     }
-    if (!src) src = default_source(nullptr);
+    std::shared_ptr<const view> last = mine.last;
+    std::shared_ptr<topology_source> fallback;
+    topology_source* src = mine.source.get();
+    if (src == nullptr) {
+        fallback = default_source(nullptr);
+        src = fallback.get();
+    }
     std::shared_ptr<const topology> t;
-    if (src) {
+    if (src != nullptr) {
         std::string e;
         t = src->current(&e);
     }
@@ -153,6 +169,7 @@ std::shared_ptr<const view> current_view(int* status) {
     auto v = build_view(t);
     std::lock_guard lock(s.mutex);
     s.last = v;
+    s.changes.fetch_add(1, std::memory_order_release);
     return v;
 }
 
@@ -161,6 +178,7 @@ void set_source(std::shared_ptr<topology_source> src) {
     std::lock_guard lock(s.mutex);
     s.source = std::move(src);
     s.last.reset();
+    s.changes.fetch_add(1, std::memory_order_release);
 }
 
 const uint8_t empty_bytes[1] = {0};
