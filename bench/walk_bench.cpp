@@ -1,10 +1,17 @@
 // Cost of serving the MIB in-process: full walks and random GETs through the
 // method routines, at growing numbers of neighbours, with trace lines off and
-// with every flag on into a discarding sink.
+// with every flag on into a discarding sink, and the memory a walk needs.
+// After the runs a summary gives, per size, the median of the runs of each
+// mode (CPU time of the walking thread per binding).
 #include <benchmark/benchmark.h>
 
+#include <malloc.h>
+#include <stdio.h>
+#include <string.h>
 #include <time.h>
 
+#include <algorithm>
+#include <map>
 #include <random>
 #include <string>
 #include <vector>
@@ -50,6 +57,7 @@ void ensure_started() {
 struct served {
     uint32_t neighbors = UINT32_MAX;
     uint64_t expected = 0;
+    std::shared_ptr<const lldp_model::topology> topology;
     std::vector<mib_router::Oid> names;  // every binding's name, for GETs
 };
 
@@ -58,7 +66,8 @@ served& serve(uint32_t neighbors) {
     ensure_started();
     if (s.neighbors != neighbors) {
         topology_shape shape = shape_for_neighbors(neighbors);
-        lldp_client_use_topology(make_topology(shape));
+        s.topology = make_topology(shape);
+        lldp_client_use_topology(s.topology);
         s.neighbors = neighbors;
         s.expected = expected_bindings(shape);
         s.names.clear();
@@ -90,6 +99,38 @@ uint64_t client_ops() {
     return sum;
 }
 
+// What the runs measured, for the summary: per mode and size, the CPU time
+// per binding of every run; per size the walk's peak memory.
+struct measured {
+    uint64_t bindings = 0;
+    uint64_t client_ops = 0;
+    std::vector<double> ns_per_binding;
+};
+std::map<std::pair<trace_mode, uint32_t>, measured> results;
+std::map<uint32_t, std::vector<double>> rss_per_neighbour;
+
+// A field of /proc/self/status in kB ("VmRSS", "VmHWM"); 0 when missing.
+long status_kb(const char* field) {
+    FILE* f = fopen("/proc/self/status", "r");
+    if (f == nullptr) return 0;
+    char line[256];
+    long kb = 0;
+    size_t n = strlen(field);
+    while (fgets(line, sizeof line, f) != nullptr)
+        if (strncmp(line, field, n) == 0 && line[n] == ':') kb = strtol(line + n + 1, nullptr, 10);
+    fclose(f);
+    return kb;
+}
+
+// Sets the peak resident size (VmHWM) back to the current one; false when the
+// kernel does not offer it.
+bool reset_peak_rss() {
+    FILE* f = fopen("/proc/self/clear_refs", "w");
+    if (f == nullptr) return false;
+    bool ok = fputs("5", f) >= 0;
+    return fclose(f) == 0 && ok;
+}
+
 void BM_Walk(benchmark::State& state, trace_mode traced) {
     served& s = serve(static_cast<uint32_t>(state.range(0)));
     set_tracing(traced);
@@ -114,13 +155,100 @@ void BM_Walk(benchmark::State& state, trace_mode traced) {
                              std::to_string(s.expected)).c_str());
         return;
     }
+    double ns = total ? static_cast<double>(spent_ns) / static_cast<double>(total) : 0;
     state.counters["neighbours"] = static_cast<double>(s.neighbors);
     state.counters["bindings"] = static_cast<double>(bindings);
-    state.counters["ns_per_binding"] =
-        total ? static_cast<double>(spent_ns) / static_cast<double>(total) : 0;
-    state.counters["bindings_per_s"] = benchmark::Counter(static_cast<double>(total),
-                                                          benchmark::Counter::kIsRate);
+    state.counters["us_per_binding"] = ns / 1000;
+    state.counters["bindings_per_s"] = ns > 0 ? 1e9 / ns : 0;  // of the walking thread's CPU
     state.counters["client_ops_per_walk"] = static_cast<double>(ops);
+    measured& m = results[{traced, s.neighbors}];
+    m.bindings = bindings;
+    m.client_ops = ops;
+    m.ns_per_binding.push_back(ns);
+}
+
+// Peak memory of one walk from a fresh start: the last walk's snapshots are
+// dropped (a walk of a topology without neighbours does that), free heap
+// pages are handed back (malloc_trim), the kernel's peak resident size is
+// reset to the current one, and the peak after the walk less the size before
+// it is what the walk needed (snapshots, copies, answers).  The client's own
+// index of the topology is built before.
+void BM_WalkPeakRss(benchmark::State& state) {
+    served& s = serve(static_cast<uint32_t>(state.range(0)));
+    set_tracing(TRACE_OFF);
+    static const auto nothing = make_topology(shape_for_neighbors(0));
+    long before = 0, peak = 0;
+    uint64_t bindings = 0;
+    for (auto _ : state) {
+        lldp_client_use_topology(nothing);
+        next_round();
+        walk_count();
+        lldp_client_use_topology(s.topology);
+        uint32_t enabled = 0;
+        lldp_client_get_enable(&enabled);
+        next_round();
+        malloc_trim(0);
+        if (!reset_peak_rss()) {
+            state.SkipWithError("cannot reset the peak resident size (/proc/self/clear_refs)");
+            return;
+        }
+        before = status_kb("VmRSS");
+        bindings = walk_count();
+        peak = status_kb("VmHWM");
+    }
+    if (bindings != s.expected) {
+        state.SkipWithError("walk returned a wrong number of bindings");
+        return;
+    }
+    double per = static_cast<double>(peak - before) * 1024 / static_cast<double>(s.neighbors);
+    state.counters["neighbours"] = static_cast<double>(s.neighbors);
+    state.counters["walk_peak_rss_kib"] = static_cast<double>(peak - before);
+    state.counters["rss_bytes_per_neighbour"] = per;
+    rss_per_neighbour[s.neighbors].push_back(per);
+}
+
+double median(std::vector<double> v) {
+    if (v.empty()) return 0;
+    std::sort(v.begin(), v.end());
+    size_t n = v.size();
+    return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
+}
+
+// One line per size: the medians, the ratio of all flags on to trace off, and
+// trace off against its figure at 100 neighbours.
+void print_summary() {
+    if (results.empty() && rss_per_neighbour.empty()) return;
+    std::map<uint32_t, bool> sizes;
+    for (const auto& [key, m] : results) sizes[key.second] = true;
+    for (const auto& [n, per] : rss_per_neighbour) sizes[n] = true;
+    auto figure = [](trace_mode mode, uint32_t n) -> const measured* {
+        auto it = results.find({mode, n});
+        return it == results.end() ? nullptr : &it->second;
+    };
+    const measured* base = figure(TRACE_OFF, 100);
+    double base_ns = base ? median(base->ns_per_binding) : 0;
+    printf("\nSummary (median of runs; CPU time of the walking thread)\n");
+    printf("%10s %9s %11s %10s %12s %14s %11s %10s %12s\n", "neighbours", "bindings",
+           "client ops", "off us/b", "off b/s", "all-on us/b", "on/off", "off/off@100",
+           "RSS B/nb");
+    for (const auto& [n, _] : sizes) {
+        const measured* off = figure(TRACE_OFF, n);
+        const measured* on = figure(TRACE_DISCARD, n);
+        double off_ns = off ? median(off->ns_per_binding) : 0;
+        double on_ns = on ? median(on->ns_per_binding) : 0;
+        const measured* any = off ? off : on;
+        printf("%10u %9llu %11llu ", n, (unsigned long long)(any ? any->bindings : 0),
+               (unsigned long long)(any ? any->client_ops : 0));
+        if (off_ns > 0)
+            printf("%10.3f %12.0f ", off_ns / 1000, 1e9 / off_ns);
+        else
+            printf("%10s %12s ", "-", "-");
+        if (on_ns > 0) printf("%14.3f ", on_ns / 1000); else printf("%14s ", "-");
+        if (on_ns > 0 && off_ns > 0) printf("%11.2f ", on_ns / off_ns); else printf("%11s ", "-");
+        if (off_ns > 0 && base_ns > 0) printf("%10.2f ", off_ns / base_ns); else printf("%10s ", "-");
+        auto rss = rss_per_neighbour.find(n);
+        if (rss != rss_per_neighbour.end()) printf("%12.0f\n", median(rss->second)); else printf("%12s\n", "-");
+    }
 }
 
 // GETs of random bindings (random rows, random columns) of the served MIB.
@@ -158,16 +286,25 @@ void BM_Get(benchmark::State& state, trace_mode traced) {
 }  // namespace
 
 BENCHMARK_CAPTURE(BM_Walk, trace_off, TRACE_OFF)
-    ->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+    ->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Arg(50000)->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Walk, trace_all_discard, TRACE_DISCARD)
-    ->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
-// Formatting every line is quadratic in neighbours too (one line per snapshot
-// node visited); 10000 would take minutes per walk.
+    ->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Arg(50000)->Unit(benchmark::kMillisecond);
+// Every line formatted and written: the cost of a trace an operator reads.
 BENCHMARK_CAPTURE(BM_Walk, trace_all_devnull, TRACE_DEVNULL)
     ->Arg(10)->Arg(100)->Arg(1000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_WalkPeakRss)
+    ->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Arg(50000)->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(BM_Get, trace_off, TRACE_OFF)
     ->Arg(10)->Arg(100)->Arg(1000)->Arg(10000)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(BM_Get, trace_all_devnull, TRACE_DEVNULL)
     ->Arg(10)->Arg(1000)->Unit(benchmark::kMicrosecond);
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    print_summary();
+    return 0;
+}

@@ -31,17 +31,55 @@ bool object_less(const ObjectInfo* a, const ObjectInfo* b) {
     return compare(a->oid.oid_ptr, oid_len(a->oid), b->oid.oid_ptr, oid_len(b->oid)) < 0;
 }
 
-// Calls the method routine and takes its answer over; the VarBind is always
-// freed here.
-std::optional<Binding> ask(ObjectInfo* object, const Oid& incoming_name, int search_type,
-                           void* context, int serial) {
+// Copies a module binding into *out, reusing the room *out already has;
+// false when its type or value is unusable (*out is then unspecified).
+bool convert_into(const VarBind* vb, Binding* out) {
+    if (!vb || !vb->name || vb->name->length <= 0 || !vb->name->oid_ptr) return false;
+    out->name.assign(vb->name->oid_ptr, vb->name->oid_ptr + vb->name->length);
+    out->type = vb->type;
+    out->integer = 0;
+    out->octets.clear();
+    out->oid.clear();
+    switch (vb->type) {
+    case INTEGER_TYPE:
+        out->integer = vb->value.slval;
+        return true;
+    case OCTET_PRIM_TYPE: {
+        const OctetString* os = vb->value.os;
+        if (!os || os->length < 0 || (os->length > 0 && !os->octet_ptr)) return false;
+        out->octets.assign(os->octet_ptr, os->octet_ptr + os->length);
+        return true;
+    }
+    case OBJECT_ID_TYPE: {
+        const OID* id = vb->value.oid;
+        if (!id || id->length < 0 || (id->length > 0 && !id->oid_ptr)) return false;
+        out->oid.assign(id->oid_ptr, id->oid_ptr + id->length);
+        return true;
+    }
+    default:
+        return false;
+    }
+}
+
+// Calls the method routine and takes its answer over into *answer; the
+// VarBind is always freed here.  name holds at most kMaxOidLen identifiers.
+bool ask(ObjectInfo* object, const uint32_t* name, size_t len, int search_type, void* context,
+         int serial, Binding* answer) {
     // The routine takes a mutable OID; give it a private copy.
-    Oid copy = incoming_name;
-    OID incoming{static_cast<int32_t>(copy.size()), copy.data()};
+    uint32_t copy[kMaxOidLen];
+    std::copy(name, name + len, copy);
+    OID incoming{static_cast<int32_t>(len), copy};
     VarBind* vb = object->get(&incoming, object, search_type, context, serial);
-    std::optional<Binding> b = convert(vb);
+    bool ok = convert_into(vb, answer);
     FreeVarBind(vb);
-    return b;
+    return ok;
+}
+
+// Answers are built here and swapped into the caller's binding once they
+// count, so a walk reuses the same few buffers for every binding.
+Binding& scratch_binding() {
+    thread_local Binding scratch;
+    return scratch;
 }
 
 }  // namespace
@@ -71,40 +109,55 @@ GetResult Router::get(const Oid& name, Binding* out, void* context) const {
             holder = o;
     }
     if (!holder) return GetResult::NoSuchObject;
-    std::optional<Binding> b = ask(holder, name, EXACT, context, ++serial_);
+    Binding& b = scratch_binding();
     // An answer for another instance than the one asked is no answer.
-    if (!b || b->name != name) return GetResult::NoSuchInstance;
-    *out = std::move(*b);
+    if (!ask(holder, name.data(), name.size(), EXACT, context, ++serial_, &b) || b.name != name)
+        return GetResult::NoSuchInstance;
+    std::swap(*out, b);
     return GetResult::Found;
 }
 
 bool Router::next(const Oid& name, Binding* out, void* context) const {
     if (name.size() > kMaxOidLen) return false;
     // Objects wholly before name answer nothing: start at the last object not
-    // above name (it may hold name), found by bisection.
-    auto first = std::partition_point(objects_.begin(), objects_.end(), [&](const ObjectInfo* o) {
+    // above name (it may hold name).  In a walk that is the object that
+    // answered last; otherwise it is found by bisection.
+    auto not_above = [&](const ObjectInfo* o) {
         return compare(o->oid.oid_ptr, oid_len(o->oid), name.data(), name.size()) <= 0;
-    });
-    if (first != objects_.begin()) --first;
+    };
+    size_t hint = last_answer_.load(std::memory_order_relaxed);
+    auto first = objects_.end();
+    if (hint < objects_.size() && not_above(objects_[hint]) &&
+        (hint + 1 == objects_.size() || !not_above(objects_[hint + 1])))
+        first = objects_.begin() + static_cast<std::ptrdiff_t>(hint);
+    else if ((first = std::partition_point(objects_.begin(), objects_.end(), not_above)) !=
+             objects_.begin())
+        --first;
     for (auto it = first; it != objects_.end(); ++it) {
         ObjectInfo* o = *it;
         const uint32_t* obj = o->oid.oid_ptr;
         size_t olen = oid_len(o->oid);
-        Oid incoming;
+        const uint32_t* incoming;
+        size_t incoming_len;
         if (is_prefix(obj, olen, name.data(), name.size())) {
-            incoming = name;  // inside this object: the routine continues from it
-        } else if (compare(name.data(), name.size(), obj, olen) < 0) {
-            incoming.assign(obj, obj + olen);  // before it: its first instance
+            incoming = name.data();  // inside this object: the routine continues from it
+            incoming_len = name.size();
+        } else if (olen <= kMaxOidLen && compare(name.data(), name.size(), obj, olen) < 0) {
+            // Before it: its first instance (an object whose identifier is
+            // longer than any name can be holds no instance to name).
+            incoming = obj;
+            incoming_len = olen;
         } else {
             continue;  // wholly before the requested name
         }
-        std::optional<Binding> b = ask(o, incoming, NEXT, context, ++serial_);
+        Binding& b = scratch_binding();
         // Only an answer of this object past the requested name counts; anything
         // else (a time mark that went backwards, say) would make walks loop.
-        if (!b || !is_prefix(obj, olen, b->name.data(), b->name.size()) ||
-            compare(b->name, name) <= 0)
+        if (!ask(o, incoming, incoming_len, NEXT, context, ++serial_, &b) ||
+            !is_prefix(obj, olen, b.name.data(), b.name.size()) || compare(b.name, name) <= 0)
             continue;
-        *out = std::move(*b);
+        last_answer_.store(static_cast<size_t>(it - objects_.begin()), std::memory_order_relaxed);
+        std::swap(*out, b);
         return true;
     }
     return false;
@@ -156,29 +209,8 @@ std::optional<Oid> parse_oid(const std::string& text) {
 }
 
 std::optional<Binding> convert(const VarBind* vb) {
-    if (!vb || !vb->name || vb->name->length <= 0 || !vb->name->oid_ptr) return std::nullopt;
     Binding b;
-    b.name.assign(vb->name->oid_ptr, vb->name->oid_ptr + vb->name->length);
-    b.type = vb->type;
-    switch (vb->type) {
-    case INTEGER_TYPE:
-        b.integer = vb->value.slval;
-        break;
-    case OCTET_PRIM_TYPE: {
-        const OctetString* os = vb->value.os;
-        if (!os || os->length < 0 || (os->length > 0 && !os->octet_ptr)) return std::nullopt;
-        b.octets.assign(os->octet_ptr, os->octet_ptr + os->length);
-        break;
-    }
-    case OBJECT_ID_TYPE: {
-        const OID* id = vb->value.oid;
-        if (!id || id->length < 0 || (id->length > 0 && !id->oid_ptr)) return std::nullopt;
-        b.oid.assign(id->oid_ptr, id->oid_ptr + id->length);
-        break;
-    }
-    default:
-        return std::nullopt;
-    }
+    if (!convert_into(vb, &b)) return std::nullopt;
     return b;
 }
 

@@ -64,6 +64,9 @@ public:
 private:
     std::vector<ObjectInfo*> objects_;
     mutable std::atomic<int> serial_{0};
+    // The object that answered the last GET-NEXT: a walk's next name lies in
+    // it, so the search for where to start usually ends there.
+    mutable std::atomic<size_t> last_answer_{0};
 };
 
 // -1, 0, 1 in SNMP (lexicographic) order.

@@ -1,6 +1,7 @@
 // Call counting and failure injection.  The hot path (platform_fault_check) is
-// a counter increment plus two relaxed loads; the mutex is only taken to
-// create points, to arm them, and when a call hits an armed nth failure.
+// a plain counter increment and one load while nothing is armed, an atomic
+// increment and two more loads while something is; the mutex is only taken to create points, to arm them,
+// and when a call hits an armed nth failure.
 #include "platform_fault.h"
 
 #include <algorithm>
@@ -22,6 +23,10 @@ struct platform_fault_point {
 };
 
 namespace {
+
+// Set when any failure is armed, cleared by a reset: until then no point
+// needs a look at its arming.
+std::atomic<bool> anything_armed{false};
 
 struct Registry {
     std::mutex mutex;
@@ -66,6 +71,13 @@ platform_fault_point* platform_fault_point_get(const char* op) {
 
 int platform_fault_check(platform_fault_point* p) {
     if (!p) return 0;
+    if (!anything_armed.load(std::memory_order_acquire)) {
+        // Nothing can fail: a plain increment (no locked instruction).  Calls
+        // of one operation at the same instant on several threads may then
+        // count once; counts taken on one thread are exact.
+        p->calls.store(p->calls.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+        return 0;
+    }
     uint64_t n = p->calls.fetch_add(1, std::memory_order_relaxed) + 1;
     int always = p->always.load(std::memory_order_relaxed);
     if (always != 0) return always;
@@ -93,12 +105,14 @@ void platform_fault_fail_nth(const char* op, uint64_t nth, int status) {
     platform_fault_point* p = point_locked(r, op);
     p->pending.emplace_back(p->calls.load(std::memory_order_relaxed) + nth, status);
     recompute_next_locked(p);
+    anything_armed.store(true, std::memory_order_release);
 }
 
 void platform_fault_fail_always(const char* op, int status) {
     Registry& r = registry();
     std::lock_guard lock(r.mutex);
     point_locked(r, op)->always.store(status, std::memory_order_relaxed);
+    if (status != 0) anything_armed.store(true, std::memory_order_release);
 }
 
 uint64_t platform_fault_calls(const char* op) {
@@ -111,6 +125,7 @@ uint64_t platform_fault_calls(const char* op) {
 void platform_fault_reset(void) {
     Registry& r = registry();
     std::lock_guard lock(r.mutex);
+    anything_armed.store(false, std::memory_order_release);
     for (platform_fault_point* p : r.order) {
         p->always.store(0, std::memory_order_relaxed);
         p->pending.clear();

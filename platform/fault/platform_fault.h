@@ -24,7 +24,9 @@ int platform_fault_check(platform_fault_point* point);
 void platform_fault_fail_nth(const char* op, uint64_t nth, int status);
 // Fail every call of op with status (0 disarms).
 void platform_fault_fail_always(const char* op, int status);
-// Calls of op counted since the last reset.
+// Calls of op counted since the last reset.  Exact for calls made on one
+// thread; while nothing is armed, calls of op made at the same instant on
+// several threads may count once.
 uint64_t platform_fault_calls(const char* op);
 // Disarm everything and zero every counter.
 void platform_fault_reset(void);

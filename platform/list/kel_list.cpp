@@ -3,6 +3,9 @@
 // thread at a time (its owner's lock), different lists by different threads.
 #include "kel_list.h"
 
+#include <algorithm>
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <mutex>
@@ -33,6 +36,8 @@ namespace {
 struct Registry {
     std::mutex mutex;
     std::unordered_set<const kel_list*> live;
+    // Lists destroyed so far; changed under the mutex.
+    std::atomic<uint64_t> destroyed{0};
 };
 
 Registry& registry() {
@@ -40,12 +45,30 @@ Registry& registry() {
     return *r;
 }
 
+// Handles this thread found live, while no list has been destroyed since:
+// the common case (the same few lists used over and over) is answered
+// without the registry's lock.
+struct LiveCache {
+    uint64_t destroyed = 0;
+    std::array<const kel_list*, 4> handles{};
+    size_t next = 0;
+};
+
 // The list behind handle when it is live, else null.
 kel_list* live(kel_list_handle handle) {
     if (!handle) return nullptr;
     Registry& r = registry();
+    thread_local LiveCache cache;
+    uint64_t destroyed = r.destroyed.load(std::memory_order_acquire);
+    if (cache.destroyed == destroyed &&
+        std::find(cache.handles.begin(), cache.handles.end(), handle) != cache.handles.end())
+        return handle;
     std::lock_guard lock(r.mutex);
     if (!r.live.count(handle) || handle->magic != kLiveMagic) return nullptr;
+    destroyed = r.destroyed.load(std::memory_order_relaxed);
+    if (cache.destroyed != destroyed) cache = LiveCache{destroyed, {}, 0};
+    cache.handles[cache.next] = handle;
+    cache.next = (cache.next + 1) % cache.handles.size();
     return handle;
 }
 
@@ -182,6 +205,7 @@ int kel_list_destroy(kel_list_handle* list) {
         Registry& r = registry();
         std::lock_guard lock(r.mutex);
         if (!r.live.erase(l)) return EINVAL;
+        r.destroyed.fetch_add(1, std::memory_order_release);
     }
     for (kel_list_node_t* node = l->head; node;) {
         kel_list_node_t* next = node->next;

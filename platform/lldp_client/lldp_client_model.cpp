@@ -2,6 +2,7 @@
 // topology that the active source reports at that moment.  Records handed to
 // callbacks are built for the call and dropped after it.
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -94,6 +95,8 @@ struct state {
     std::mutex mutex;
     std::shared_ptr<topology_source> source;  // null: the embedded default
     std::shared_ptr<const view> last;
+    // Bumped under the mutex whenever source or last changes.
+    std::atomic<uint64_t> changes{0};
 };
 
 state& the_state() {
@@ -126,21 +129,47 @@ std::shared_ptr<const topology> current_topology(std::string* error) {
     return t;
 }
 
-// The indexes of the current topology, or null with *status set.
+// The source and last view as this thread last took them from the state.
+// Every client operation asks for the view, so a thread takes them (under the
+// lock) only after they changed; until then it holds on to them.
+struct thread_view {
+    uint64_t changes = UINT64_MAX;
+    std::shared_ptr<topology_source> source;
+    std::shared_ptr<const view> last;
+};
+
+// The indexes of the current topology, or null with *status set.  The view
+// is reused while the source reports the same topology.
 std::shared_ptr<const view> current_view(int* status) {
-    auto t = current_topology(nullptr);
+    state& s = the_state();
+    thread_local thread_view mine;
+    if (mine.changes != s.changes.load(std::memory_order_acquire)) {
+        std::lock_guard lock(s.mutex);
+        mine.source = s.source;
+        mine.last = s.last;
+        mine.changes = s.changes.load(std::memory_order_relaxed);
+    }
+    std::shared_ptr<const view> last = mine.last;
+    std::shared_ptr<topology_source> fallback;
+    topology_source* src = mine.source.get();
+    if (src == nullptr) {
+        fallback = default_source(nullptr);
+        src = fallback.get();
+    }
+    std::shared_ptr<const topology> t;
+    if (src != nullptr) {
+        std::string e;
+        t = src->current(&e);
+    }
     if (!t) {
         *status = ECONNREFUSED;
         return nullptr;
     }
-    state& s = the_state();
-    {
-        std::lock_guard lock(s.mutex);
-        if (s.last && s.last->topo == t) return s.last;
-    }
+    if (last && last->topo == t) return last;
     auto v = build_view(t);
     std::lock_guard lock(s.mutex);
     s.last = v;
+    s.changes.fetch_add(1, std::memory_order_release);
     return v;
 }
 
@@ -149,12 +178,14 @@ void set_source(std::shared_ptr<topology_source> src) {
     std::lock_guard lock(s.mutex);
     s.source = std::move(src);
     s.last.reset();
+    s.changes.fetch_add(1, std::memory_order_release);
 }
 
 const uint8_t empty_bytes[1] = {0};
 
 // A neighbour record as the client hands it to a callback, valid while this
-// object lives; never moved once built.
+// object lives and until it is filled again; never moved once built.  One
+// object serves a whole iteration, so its buffers are allocated once.
 struct built_neighbor {
     neighbor_td td{};
     lldp_neighbor_mib mib{};
@@ -163,6 +194,10 @@ struct built_neighbor {
     std::vector<lldp_addr_element> addrs;
     std::vector<unknown_tlv_element> unknown;
     std::vector<org_def_tlv_element> org;
+    // The neighbour's elements in the order they are handed out.
+    std::vector<const address*> addr_order;
+    std::vector<const unknown_tlv*> unknown_order;
+    std::vector<const org_def_tlv*> org_order;
 
     built_neighbor(const built_neighbor&) = delete;
     built_neighbor() = default;
@@ -200,13 +235,18 @@ void fill_neighbor(built_neighbor& b, const neighbor& n, uint32_t port_num) {
     b.detail.sys_name = const_cast<char*>(n.sys_name.c_str());
     b.detail.sys_desc = const_cast<char*>(n.sys_desc.c_str());
 
-    // Unspecified addresses first, then (type, octets); stable.
-    std::vector<const address*> addrs;
+    // Unspecified addresses first, then (type, octets); equal keys in the
+    // neighbour's order (their addresses in its vector), so sorting needs no
+    // buffer of its own.
+    std::vector<const address*>& addrs = b.addr_order;
+    addrs.clear();
     for (const address& a : n.man_addrs) addrs.push_back(&a);
-    std::stable_sort(addrs.begin(), addrs.end(), [](const address* a, const address* b) {
+    std::sort(addrs.begin(), addrs.end(), [](const address* a, const address* b) {
         if (a->is_zero() != b->is_zero()) return a->is_zero();
-        return address_less(a, b);
+        if (address_less(a, b)) return true;
+        return !address_less(b, a) && a < b;
     });
+    b.addrs.clear();
     for (const address* a : addrs) {
         lldp_addr_element e{};
         e.addr_type = a->ipv6 ? 1 : 0;
@@ -218,10 +258,13 @@ void fill_neighbor(built_neighbor& b, const neighbor& n, uint32_t port_num) {
     chain(b.addrs);
     b.detail.man_addrs = head(b.addrs);
 
-    std::vector<const unknown_tlv*> unknown;
+    std::vector<const unknown_tlv*>& unknown = b.unknown_order;
+    unknown.clear();
     for (const unknown_tlv& u : n.unknown_tlvs) unknown.push_back(&u);
-    std::stable_sort(unknown.begin(), unknown.end(),
-                     [](const unknown_tlv* a, const unknown_tlv* b) { return a->type < b->type; });
+    std::sort(unknown.begin(), unknown.end(), [](const unknown_tlv* a, const unknown_tlv* b) {
+        return a->type != b->type ? a->type < b->type : a < b;
+    });
+    b.unknown.clear();
     for (const unknown_tlv* u : unknown) {
         unknown_tlv_element e{};
         e.type = u->type;
@@ -232,13 +275,16 @@ void fill_neighbor(built_neighbor& b, const neighbor& n, uint32_t port_num) {
     chain(b.unknown);
     b.mib.unknown_tlvs = head(b.unknown);
 
-    std::vector<const org_def_tlv*> org;
+    std::vector<const org_def_tlv*>& org = b.org_order;
+    org.clear();
     for (const org_def_tlv& o : n.org_def_tlvs) org.push_back(&o);
-    std::stable_sort(org.begin(), org.end(), [](const org_def_tlv* a, const org_def_tlv* b) {
+    std::sort(org.begin(), org.end(), [](const org_def_tlv* a, const org_def_tlv* b) {
         if (a->oui != b->oui) return a->oui < b->oui;
         if (a->subtype != b->subtype) return a->subtype < b->subtype;
-        return a->index < b->index;
+        if (a->index != b->index) return a->index < b->index;
+        return a < b;
     });
+    b.org.clear();
     for (const org_def_tlv* o : org) {
         org_def_tlv_element e{};
         e.oui = o->oui;
@@ -497,8 +543,8 @@ int lldp_client_iter_ne(const lldp_client_filter* filter, int a, int b, lldp_cli
         marker.mib = &mib;
         if (int rc = cb(&marker, arg1, arg2)) return rc;
     }
+    built_neighbor rec;
     for (const neighbor* n : e->neighbors) {
-        built_neighbor rec;
         fill_neighbor(rec, *n, e->p->port_num);
         if (int rc = cb(&rec.td, arg1, arg2)) return rc;
     }

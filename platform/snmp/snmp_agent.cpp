@@ -80,16 +80,22 @@ OID* new_oid(const uint32_t* first, int32_t first_len, const uint32_t* second,
     auto* oid = static_cast<OID*>(malloc(sizeof(OID)));
     if (!oid) return nullptr;
     oid->oid_ptr = static_cast<uint32_t*>(
-        calloc(total > 0 ? static_cast<size_t>(total) : 1, sizeof(uint32_t)));
+        malloc(sizeof(uint32_t) * (total > 0 ? static_cast<size_t>(total) : 1)));
     if (!oid->oid_ptr) {
         free(oid);
         return nullptr;
     }
-    if (first && first_len > 0)
-        memcpy(oid->oid_ptr, first, sizeof(uint32_t) * static_cast<size_t>(first_len));
-    if (second && second_len > 0)
-        memcpy(oid->oid_ptr + first_len, second,
-               sizeof(uint32_t) * static_cast<size_t>(second_len));
+    // Parts without identifiers given are zeros.
+    auto put = [](uint32_t* to, const uint32_t* from, int32_t len) {
+        if (len <= 0) return;
+        if (from)
+            memcpy(to, from, sizeof(uint32_t) * static_cast<size_t>(len));
+        else
+            memset(to, 0, sizeof(uint32_t) * static_cast<size_t>(len));
+    };
+    put(oid->oid_ptr, first, first_len);
+    put(oid->oid_ptr + first_len, second, second_len);
+    if (total == 0) oid->oid_ptr[0] = 0;
     oid->length = static_cast<int32_t>(total);
     return oid;
 }

@@ -43,14 +43,25 @@ enum { LLDP_ROW_ERROR = 2, LLDP_ROW_TRACE = 7, LLDP_ROW_VERBOSE = 8, LLDP_ROW_MI
 
 // One trace line: the gating flag read through its table row at the moment of
 // the call, a site word of the call site's own, the format with its level
-// prefix and the writing function's name for that prefix's "%s".
+// prefix and the writing function's name for that prefix's "%s".  The facility
+// is called when the flag is on, and once per site before (it marks the site
+// seen); otherwise the line's arguments are not even worked out.
 #define LLDPMIB_EMIT(row, format, fn, ...)                                           \
     do {                                                                             \
         static int lldpmib_site_word_ = -1;                                          \
-        _kel_dt_log_filter_adv(*lldp_debug_arr_kel[row].flag, 0, 0, 0, 0, 0,         \
-                               &lldpmib_site_word_, format, fn, ##__VA_ARGS__);      \
+        kel_dt_handle lldpmib_flag_ = *lldp_debug_arr_kel[row].flag;                 \
+        if (__atomic_load_n(&lldpmib_site_word_, __ATOMIC_RELAXED) == -1 ||          \
+            kel_dt_flag_enabled(lldpmib_flag_))                                      \
+            _kel_dt_log_filter_adv(lldpmib_flag_, 0, 0, 0, 0, 0, &lldpmib_site_word_, \
+                                   format, fn, ##__VA_ARGS__);                       \
     } while (0)
 #define LLDPMIB_LINE(row, prefix, fn, fmt, ...) LLDPMIB_EMIT(row, prefix fmt, fn, ##__VA_ARGS__)
+
+// Whether the lines a row gates are written now.  Values worked out only to
+// be shown in a line are worked out only while it is.
+inline bool lldpmib_lines_on(int row) {
+    return kel_dt_flag_enabled(*lldp_debug_arr_kel[row].flag) != 0;
+}
 
 #define LLDPMIB_TRACE(fn) LLDPMIB_LINE(LLDP_ROW_TRACE, "TRACE[%s] ", fn, "")
 #define LLDPMIB_TRACE_ARGS(fn, fmt, ...) LLDPMIB_LINE(LLDP_ROW_TRACE, "TRACE[%s] ", fn, fmt, ##__VA_ARGS__)

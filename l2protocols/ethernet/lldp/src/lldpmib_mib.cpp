@@ -193,6 +193,16 @@ VarBind* bind_value(ObjectInfo* object, const uint32_t* inst, int len, void* val
 
 void* clone_value(const OctetString* os) { return os != nullptr ? CloneOctetString(os) : nullptr; }
 
+// Hands a value of a neighbour table's row over to the binding.  Those rows
+// are filled for one request, for the column it binds, and cleared by the
+// table's next request, so the value need not be copied.
+template <typename T>
+void* take_value(T** field) {
+    T* value = *field;
+    *field = nullptr;
+    return value;
+}
+
 // Decodes the single port-number index of the port-indexed tables.
 bool decode_port_index(OID* incoming, ObjectInfo* object, int searchType, int32_t* port) {
     return decode_indexes(incoming, object, searchType, {int_index(port, 1)});
@@ -353,14 +363,14 @@ VarBind* lldpRemEntry_get(OID* incoming, ObjectInfo* object, int searchType, voi
         void* value = nullptr;
         switch (object->nominator) {
             case 3: value = &row->lldpRemChassisIdSubtype; break;
-            case 4: value = clone_value(row->lldpRemChassisId); break;
+            case 4: value = take_value(&row->lldpRemChassisId); break;
             case 5: value = &row->lldpRemPortIdSubtype; break;
-            case 6: value = clone_value(row->lldpRemPortId); break;
-            case 7: value = clone_value(row->lldpRemPortDesc); break;
-            case 8: value = clone_value(row->lldpRemSysName); break;
-            case 9: value = clone_value(row->lldpRemSysDesc); break;
-            case 10: value = clone_value(row->lldpRemSysCapSupported); break;
-            case 11: value = clone_value(row->lldpRemSysCapEnabled); break;
+            case 6: value = take_value(&row->lldpRemPortId); break;
+            case 7: value = take_value(&row->lldpRemPortDesc); break;
+            case 8: value = take_value(&row->lldpRemSysName); break;
+            case 9: value = take_value(&row->lldpRemSysDesc); break;
+            case 10: value = take_value(&row->lldpRemSysCapSupported); break;
+            case 11: value = take_value(&row->lldpRemSysCapEnabled); break;
         }
         if (value != nullptr) vb = bind_value(object, inst, 3, value);
     }
@@ -402,7 +412,7 @@ VarBind* lldpRemManAddrEntry_get(OID* incoming, ObjectInfo* object, int searchTy
                 case 2: value = &row->lldpRemManAddrIfSubtype; break;
                 case 3: value = &row->lldpRemManAddrIfId; break;
                 case 4:
-                    value = row->lldpRemManAddrOID ? CloneOID(row->lldpRemManAddrOID) : nullptr;
+                    value = take_value(&row->lldpRemManAddrOID);
                     break;
             }
             if (value != nullptr) vb = bind_value(object, inst, len, value);
@@ -441,7 +451,7 @@ VarBind* lldpRemUnknownTLVEntry_get(OID* incoming, ObjectInfo* object, int searc
         int len = put_rem_prefix(inst, row->lldpRemTimeMark, row->lldpRemLocalPortNum,
                                  row->lldpRemIndex);
         inst[len++] = (uint32_t)row->lldpRemUnknownTLVType;
-        void* value = clone_value(row->lldpRemUnknownTLVInfo);
+        void* value = take_value(&row->lldpRemUnknownTLVInfo);
         if (value != nullptr) vb = bind_value(object, inst, len, value);
     }
     pthread_mutex_unlock(&lldpmib_row_guard[GUARD_REMOTE_UNKNOWN_TLV]);
@@ -483,7 +493,7 @@ VarBind* lldpRemOrgDefInfoEntry_get(OID* incoming, ObjectInfo* object, int searc
         for (int i = 0; i < 3; i++) inst[len++] = row_oui->octet_ptr[i];
         inst[len++] = (uint32_t)row->lldpRemOrgDefInfoSubtype;
         inst[len++] = (uint32_t)row->lldpRemOrgDefInfoIndex;
-        void* value = clone_value(row->lldpRemOrgDefInfo);
+        void* value = take_value(&row->lldpRemOrgDefInfo);
         if (value != nullptr) vb = bind_value(object, inst, len, value);
     }
     pthread_mutex_unlock(&lldpmib_row_guard[GUARD_REMOTE_ORG_DEF]);

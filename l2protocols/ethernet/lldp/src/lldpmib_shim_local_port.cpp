@@ -2,6 +2,8 @@
 // port from the client's port walk, and the steps both local tables share.
 #include <string.h>
 
+#include <map>
+
 #include "lldpmib.h"
 
 namespace {
@@ -12,8 +14,26 @@ const int32_t kMaxPortIdLength = 255;
 const int kLastNominator = 3;
 
 lldpmib_snapshot local_port_snapshot;
+// The snapshot's copies by port number, equal numbers in list order: a
+// lookup goes straight to its copy instead of along the list.
+std::multimap<uint32_t, lldp_interface_td*> local_port_index;
 // Largest port number fetched so far; only traced, never reset.
 uint32_t max_if_index;
+
+void local_port_index_forget(const lldp_interface_td* copy) {
+    auto [first, last] = local_port_index.equal_range(copy->port_num);
+    for (auto it = first; it != last; ++it) {
+        if (it->second == copy) {
+            local_port_index.erase(it);
+            return;
+        }
+    }
+}
+
+// The copies went with the list.
+void local_port_index_sync() {
+    if (local_port_snapshot.list == nullptr) local_port_index.clear();
+}
 
 void* copy_interface(const void* record) {
     return lldp_client_copy_interface_td(static_cast<const lldp_interface_td*>(record));
@@ -22,6 +42,11 @@ void* copy_interface(const void* record) {
 void free_interface(void* copy) {
     lldp_client_free_interface_td(static_cast<lldp_interface_td*>(copy));
 }
+
+// Written as a served record is taken out, and as that empties the list.
+const char* const kRemovingLine =
+    "VERBOSE[%s] Removing LLDP MIB Local Port(%d) entry from LLDP MIB Local Port Table cache\n";
+const char* const kDestroyingLine = "VERBOSE[%s] Destroying LLDP MIB Local Port Table cache\n";
 
 const lldpmib_snapshot_kind local_port_kind = {
     "LLDP MIB local intf list",
@@ -73,6 +98,7 @@ lldp_interface_td* local_port_search(lldpmib_snapshot* s, int nominator, int sea
         if (rc != 0 || context->copy == nullptr) {
             // A copy handed back by a failed fetch is not trusted: it goes now.
             if (context->copy != nullptr) {
+                local_port_index_forget(context->copy);
                 kel_list_remove(s->list, 0, context->copy);
                 lldp_client_free_interface_td(context->copy);
                 context->copy = nullptr;
@@ -159,6 +185,7 @@ lldpLocPortEntry_t* lldpmib_shim_local_port_entry_get(int serialNum, void* conte
     memset(&context, 0, sizeof context);
     lldpmib_free_local_port_row();
     int usable = lldpmib_snapshot_usable(s, &local_port_kind, "lldpmib_shim_local_port_entry_get");
+    if (!usable) local_port_index.clear();
 
     lldpLocPortEntry_t* answer = nullptr;
     lldp_interface_td* found = nullptr;
@@ -176,17 +203,20 @@ lldpLocPortEntry_t* lldpmib_shim_local_port_entry_get(int serialNum, void* conte
             lldpmib_local_count_served(s, "lldpmib_shim_local_port_entry_get");
         bool filled = local_port_fill(found);
         lldpmib_snapshot_touch(s);
-        if (searchType == EXACT || nominator == kLastNominator)
+        if (searchType == EXACT || nominator == kLastNominator) {
+            local_port_index_forget(found);
             lldpmib_snapshot_consume(s, &local_port_kind, "lldpmib_shim_local_port_entry_get",
                                      found, (int)lldpLocPortEntryData.lldpLocPortNum,
-                                     "VERBOSE[%s] Removing LLDP MIB Local Port(%d) entry from LLDP MIB Local Port Table cache\n",
-                                     "VERBOSE[%s] Destroying LLDP MIB Local Port Table cache\n");
+                                     kRemovingLine, kDestroyingLine);
+            local_port_index_sync();
+        }
         if (filled)
             answer = &lldpLocPortEntryData;
         else
             lldpmib_free_local_port_row();
     } else if (!list_failed) {
         lldpmib_local_lookup_miss(s, &local_port_kind, "lldpmib_shim_local_port_entry_get");
+        local_port_index_sync();
     }
 
     memset(&context, 0, sizeof context);
@@ -198,6 +228,14 @@ lldp_interface_td* lldpmib_find_local_port_entry(uint32_t portNum, kel_list_hand
     if (list == nullptr) {
         LLDPMIB_VERBOSE("lldpmib_find_local_port_entry", "list empty\n");
         return nullptr;
+    }
+    // The snapshot's own list: through its index.
+    if (list == local_port_snapshot.list) {
+        auto it = local_port_index.find(portNum);
+        if (it == local_port_index.end()) return nullptr;
+        LLDPMIB_VERBOSE("lldpmib_find_local_port_entry", "entry index:%d, search index:%d\n",
+                        it->second->port_num, portNum);
+        return it->second;
     }
     for (kel_list_node_t* node = kel_list_get_head(list); node != nullptr;
          node = lldpmib_node_next(node)) {
@@ -216,6 +254,10 @@ int lldpmib_get_interface_td(void* record, void* list, void* context) {
     void* copy = lldpmib_local_store_copy(record, list, copy_interface, free_interface, LLDP_ROW_MIB,
                                           "MIB[%s] kel_list_enqueue failed",
                                           "lldpmib_get_interface_td", &status);
+    if (copy != nullptr && list == local_port_snapshot.list) {
+        auto* made = static_cast<lldp_interface_td*>(copy);
+        local_port_index.emplace(made->port_num, made);
+    }
     if (copy != nullptr && context != nullptr)
         static_cast<local_port_search_ctx*>(context)->copy = static_cast<lldp_interface_td*>(copy);
     return status;

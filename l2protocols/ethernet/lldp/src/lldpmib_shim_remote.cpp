@@ -62,19 +62,56 @@ void remote_drop(const lldpmib_remote_table* t) {
     s->base.list = nullptr;
     s->rows.clear();
     s->known_ports.clear();
+    s->has_last_row = false;
+    s->has_greatest = false;
+}
+
+// The first row not below key: the last search's row or the one after it
+// when key lies there (a walk's next request), otherwise a search of the
+// whole index.
+lldpmib_row_index::const_iterator remote_lower_bound(lldpmib_remote_snapshot* s,
+                                                     const lldpmib_row_key& key) {
+    const lldpmib_row_index& rows = s->rows;
+    if (s->has_last_row && !(key < s->last_row->first)) {
+        if (!(s->last_row->first < key)) return s->last_row;
+        auto after = std::next(s->last_row);
+        if (after == rows.end() || !(after->first < key)) return after;
+    }
+    return rows.lower_bound(key);
 }
 
 // A port's iteration in progress: the copies its callback stored.
 struct remote_iteration {
+    lldpmib_remote_snapshot* snapshot;
     std::vector<neighbor_td*> stored;
 };
+
+// Puts a copy into the snapshot's list: in order at the tail when it is not
+// below any copy put there in order, appended otherwise.  Null on failure.
+kel_list_node_t* remote_list_put(lldpmib_remote_snapshot* s, kel_list_handle list,
+                                 neighbor_td* copy) {
+    bool keyed = copy->mib != nullptr;
+    bool in_order = !s->has_greatest ||
+                    (keyed && lldpmib_compare_key(copy->mib->port_num, copy->mib->rem_index,
+                                                  s->greatest_port, s->greatest_index) >= 0);
+    if (!in_order) return kel_list_enqueue(list, 0, copy);
+    kel_list_node_t* node = kel_list_insert(list, 0, copy, lldpmib_neighbor_list_compare);
+    // An unkeyed copy goes before every keyed one: only a keyed copy raises
+    // the bound.
+    if (node != nullptr && keyed) {
+        s->has_greatest = true;
+        s->greatest_port = copy->mib->port_num;
+        s->greatest_index = copy->mib->rem_index;
+    }
+    return node;
+}
 
 // Iterates one port into the snapshot.  A port whose iteration fails keeps
 // none of its copies.
 void remote_iterate_port(const lldpmib_remote_table* t, uint32_t port, uint32_t ifhandle) {
     lldpmib_remote_snapshot* s = t->snapshot;
     LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->lines->attempt, t->fn, (int)port);
-    remote_iteration it;
+    remote_iteration it{s, {}};
     lldp_client_filter filter;
     memset(&filter, 0, sizeof filter);
     filter.kind = LLDP_FILTER_NEIGHBORS;
@@ -128,15 +165,18 @@ bool remote_learn_from(const lldpmib_remote_table* t, uint32_t port) {
 // port at all.
 const std::pair<const lldpmib_row_key, lldpmib_row_ref>* remote_search(
     const lldpmib_remote_table* t, const lldpmib_remote_request* rq, bool* proven) {
-    const lldpmib_remote_snapshot* s = t->snapshot;
+    lldpmib_remote_snapshot* s = t->snapshot;
     const lldpmib_row_key& key = rq->key;
     uint32_t port = key[1];
+    auto it = remote_lower_bound(s, key);
+    if (it != s->rows.end()) {
+        s->last_row = it;
+        s->has_last_row = true;
+    }
     if (rq->search_type == EXACT) {
         *proven = ports_known(s->known_ports, port, port);
-        auto it = s->rows.find(key);
-        return it != s->rows.end() ? &*it : nullptr;
+        return it != s->rows.end() && !(key < it->first) ? &*it : nullptr;
     }
-    auto it = s->rows.lower_bound(key);
     bool all_known = first_unknown_port(s->known_ports, 0) == LLDP_CLIENT_NO_PORT;
     if (it == s->rows.end()) {
         *proven = all_known;
@@ -221,7 +261,7 @@ int lldpmib_remote_store(const char* fn, bool (*keep)(const neighbor_td* record)
     if (rec->port_marker != 0 || !keep(rec)) return 0;
     neighbor_td* copy = lldp_client_copy_neighbor_td(rec);
     if (copy == nullptr) return 0;
-    if (kel_list_insert((kel_list_handle)list, 0, copy, lldpmib_neighbor_list_compare) == nullptr) {
+    if (remote_list_put(it->snapshot, (kel_list_handle)list, copy) == nullptr) {
         LLDPMIB_MIB(fn, "kel_list_enqueue failed");
         lldp_client_free_neighbor_td(copy);
         return 2;
@@ -289,7 +329,7 @@ int lldpmib_remote_shim_run(const lldpmib_remote_table* t, lldpmib_remote_reques
     s->base.neighbors = s->base.list != nullptr ? kel_list_get_size(s->base.list) : 0;
     t->totals(fn, &s->base);
     // A snapshot without a single copy is not worth keeping.
-    if (!filled && s->base.list != nullptr && kel_list_is_empty(s->base.list)) {
+    if (!filled && s->base.list != nullptr && s->base.neighbors == 0) {
         LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->kind->purging_line, fn);
         remote_drop(t);
     }

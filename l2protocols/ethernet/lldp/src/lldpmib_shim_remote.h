@@ -57,11 +57,27 @@ struct lldpmib_row_ref {
     const void* element;
 };
 
+using lldpmib_row_index = std::map<lldpmib_row_key, lldpmib_row_ref>;
+
 struct lldpmib_remote_snapshot {
     lldpmib_snapshot base;  // the copies, the time of the last fill, the counters
-    std::map<lldpmib_row_key, lldpmib_row_ref> rows;
+    lldpmib_row_index rows;
     // Port ranges [first, last] the snapshot knows completely; disjoint.
     std::map<uint32_t, uint32_t> known_ports;
+    // The row the last search ended on.  A walk asks next for the row after
+    // it, which is then found from here in constant time.  Rows are only ever
+    // added while the snapshot lives, so the position stays valid until the
+    // rows are dropped.
+    lldpmib_row_index::const_iterator last_row;
+    bool has_last_row = false;
+    // The greatest (port, remote index) put into the list in order.  A copy
+    // not below it goes in at the tail with one comparison; one below it (a
+    // port fetched out of order, for a GET) is appended, so that no copy ever
+    // has to pass along the list.  The list's order is nobody's concern: the
+    // rows index orders the answers.
+    bool has_greatest = false;
+    uint32_t greatest_port = 0;
+    uint32_t greatest_index = 0;
 };
 
 // One request in progress.

@@ -19,60 +19,114 @@ const lldpmib_snapshot_kind remote_entry_kind = {
     "VERBOSE[%s] Purging out LLDP MIB Remote Port Entry cache\n",
 };
 
-// MAC text of 14 characters becomes its 6 octets; anything else, or text that
-// does not parse, is served as received.
-OctetString* make_id(const uint8_t* id, uint16_t len, bool mac_subtype) {
+// The row's columns (nominators).
+enum {
+    COL_CHASSIS_ID = 4,
+    COL_PORT_ID = 6,
+    COL_PORT_DESC = 7,
+    COL_SYS_NAME = 8,
+    COL_SYS_DESC = 9,
+    COL_CAP_SUPPORTED = 10,
+    COL_CAP_ENABLED = 11,
+};
+
+// An ID as served: MAC text of 14 characters becomes its 6 octets; anything
+// else, or text that does not parse, is served as received.
+struct served_id {
+    const uint8_t* bytes;
+    int32_t length;
+    unsigned char mac[6];
+};
+
+void work_out_id(const uint8_t* id, uint16_t len, bool mac_subtype, served_id* out) {
+    out->bytes = id;
+    out->length = len;
     if (len == 14 && mac_subtype && id != nullptr) {
         char text[15];
         memcpy(text, id, 14);
         text[14] = '\0';
-        unsigned char mac[6] = {0, 0, 0, 0, 0, 0};
-        if (lldpmib_convert_macstr_pton(text, mac) == 1) return MakeOctetString(mac, 6);
+        memset(out->mac, 0, sizeof out->mac);
+        if (lldpmib_convert_macstr_pton(text, out->mac) == 1) {
+            out->bytes = out->mac;
+            out->length = 6;
+        }
     }
-    return MakeOctetString(id, len);
 }
 
-OctetString* make_caps(uint16_t caps, const char* fmt_kind) {
+// The capability octets, mirrored, with their line.
+void work_out_caps(uint16_t caps, const char* fmt_kind, unsigned char octets[2]) {
     uint16_t v = reverse_bits_uint16(caps);
-    unsigned char octets[2] = {(unsigned char)(v >> 8), (unsigned char)(v & 0xff)};
+    octets[0] = (unsigned char)(v >> 8);
+    octets[1] = (unsigned char)(v & 0xff);
     unsigned shown = octets[0] + 256u * octets[1];
     if (fmt_kind[0] == 'S')
         LLDPMIB_VERBOSE(kShim, "Supported caps: %04x\n", shown);
     else
         LLDPMIB_VERBOSE(kShim, "Enabled caps: %04x\n", shown);
-    return MakeOctetString(octets, 2);
 }
 
-int fill_remote_entry(const neighbor_td* n) {
+// The row's string for a column; null for the integer columns.
+OctetString** column_string(lldpRemEntry_t* row, int nominator) {
+    switch (nominator) {
+        case COL_CHASSIS_ID: return &row->lldpRemChassisId;
+        case COL_PORT_ID: return &row->lldpRemPortId;
+        case COL_PORT_DESC: return &row->lldpRemPortDesc;
+        case COL_SYS_NAME: return &row->lldpRemSysName;
+        case COL_SYS_DESC: return &row->lldpRemSysDesc;
+        case COL_CAP_SUPPORTED: return &row->lldpRemSysCapSupported;
+        case COL_CAP_ENABLED: return &row->lldpRemSysCapEnabled;
+        default: return nullptr;
+    }
+}
+
+// Fills the row for the column asked for: only that column's string is made
+// (the method routine binds one column per request).  Every line is written
+// as ever; a value that only a line shows is worked out while its line is on.
+int fill_remote_entry(const neighbor_td* n, int nominator) {
     const lldp_neighbor_mib* mib = n->mib;
     const lldp_neighbor_detail* detail = n->detail;
     lldpRemEntry_t* row = &lldpRemEntry;
     memset(row, 0, sizeof *row);
+    bool verbose = lldpmib_lines_on(LLDP_ROW_VERBOSE);
+    bool caps_traced = verbose || lldpmib_lines_on(LLDP_ROW_TRACE);
     char chassis[256];
-    lldpmib_chassis_text(n, chassis, sizeof chassis);
+    chassis[0] = '\0';
+    if (lldpmib_lines_on(LLDP_ROW_ERROR)) lldpmib_chassis_text(n, chassis, sizeof chassis);
     LLDPMIB_ERROR(kShim, "lldpremchassisID:%s\n", chassis);
     row->lldpRemTimeMark = mib->time_mark;
     row->lldpRemLocalPortNum = (int32_t)mib->port_num;
     row->lldpRemIndex = (int32_t)mib->rem_index;
     row->lldpRemChassisIdSubtype = mib->chassis_id_subtype;
     bool chassis_mac = mib->chassis_id_subtype == 4;
-    row->lldpRemChassisId = make_id(n->chassis_id, mib->chassis_id_len, chassis_mac);
+    served_id id;
+    if (nominator == COL_CHASSIS_ID || verbose) {
+        work_out_id(n->chassis_id, mib->chassis_id_len, chassis_mac, &id);
+        if (nominator == COL_CHASSIS_ID) row->lldpRemChassisId = MakeOctetString(id.bytes, id.length);
+    }
     LLDPMIB_VERBOSE(kShim, "RemChassis ID %s MAC type, length: %d",
                     chassis_mac ? "" : "NOT", 14);
     LLDPMIB_ERROR(kShim, "chid:%s, chid_len:%d", chassis, (int)mib->chassis_id_len);
     row->lldpRemPortIdSubtype = mib->port_id_subtype;
-    row->lldpRemPortId = make_id(n->port_id, mib->port_id_len, mib->port_id_subtype == 3);
+    if (nominator == COL_PORT_ID || verbose) {
+        work_out_id(n->port_id, mib->port_id_len, mib->port_id_subtype == 3, &id);
+        if (nominator == COL_PORT_ID) row->lldpRemPortId = MakeOctetString(id.bytes, id.length);
+    }
     uint32_t combined = (uint32_t)mib->enabled_caps | ((uint32_t)mib->supported_caps << 16);
     LLDPMIB_VERBOSE(kShim, "Combined caps: %08x\n", combined);
-    row->lldpRemSysCapSupported = make_caps(mib->supported_caps, "S");
-    row->lldpRemSysCapEnabled = make_caps(mib->enabled_caps, "E");
-    row->lldpRemPortDesc = MakeOctetStringFromText(detail->port_desc);
-    row->lldpRemSysName = MakeOctetStringFromText(detail->sys_name);
-    row->lldpRemSysDesc = MakeOctetStringFromText(detail->sys_desc);
-    if (row->lldpRemChassisId == nullptr || row->lldpRemPortId == nullptr ||
-        row->lldpRemSysCapSupported == nullptr || row->lldpRemSysCapEnabled == nullptr ||
-        row->lldpRemPortDesc == nullptr || row->lldpRemSysName == nullptr ||
-        row->lldpRemSysDesc == nullptr) {
+    unsigned char caps[2];
+    if (nominator == COL_CAP_SUPPORTED || caps_traced) {
+        work_out_caps(mib->supported_caps, "S", caps);
+        if (nominator == COL_CAP_SUPPORTED) row->lldpRemSysCapSupported = MakeOctetString(caps, 2);
+    }
+    if (nominator == COL_CAP_ENABLED || caps_traced) {
+        work_out_caps(mib->enabled_caps, "E", caps);
+        if (nominator == COL_CAP_ENABLED) row->lldpRemSysCapEnabled = MakeOctetString(caps, 2);
+    }
+    if (nominator == COL_PORT_DESC) row->lldpRemPortDesc = MakeOctetStringFromText(detail->port_desc);
+    if (nominator == COL_SYS_NAME) row->lldpRemSysName = MakeOctetStringFromText(detail->sys_name);
+    if (nominator == COL_SYS_DESC) row->lldpRemSysDesc = MakeOctetStringFromText(detail->sys_desc);
+    OctetString** field = column_string(row, nominator);
+    if (field != nullptr && *field == nullptr) {
         lldpmib_free_remote_entry_row();
         return 0;
     }
@@ -95,8 +149,8 @@ void entry_add_rows(lldpmib_remote_snapshot* s, neighbor_td* copy) {
                            copy, nullptr);
 }
 
-bool entry_fill(const lldpmib_remote_request*, const lldpmib_row_ref* row) {
-    return fill_remote_entry(row->neighbor) != 0;
+bool entry_fill(const lldpmib_remote_request* rq, const lldpmib_row_ref* row) {
+    return fill_remote_entry(row->neighbor, rq->nominator) != 0;
 }
 
 bool entry_keep(const neighbor_td*) { return true; }
