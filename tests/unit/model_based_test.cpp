@@ -19,6 +19,7 @@
 #include "lldpmib.h"
 #include "mib_walker.h"
 #include "model_driver.h"
+#include "module_fixture.h"
 #include "platform_fault.h"
 #include "platform_sys.h"
 #include "reference_model.h"
@@ -31,12 +32,6 @@ uint64_t env_number(const char* name, uint64_t dflt) {
     return v && *v ? std::strtoull(v, nullptr, 0) : dflt;
 }
 
-std::string read_example(const std::string& name) {
-    std::ifstream in(std::string(LLDPMIB_EXAMPLES_DIR) + "/" + name);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
 
 RefTopology reference_of(const std::string& json) {
     std::string err;
