@@ -236,9 +236,10 @@ copy_counts live_copies() {
 
 }  // namespace
 
-void move_clock(time_t seconds) {
+time_t move_clock(time_t seconds) {
     static time_t fake_now = 2000000000;
     platform_set_fake_time(fake_now += seconds);
+    return fake_now;
 }
 
 void drain_snapshots(const RefMib* mib) {

@@ -71,8 +71,8 @@ ModelCase shrink_case(const ModelCase& c, const RefTopology& ref);
 std::string failure_report(const std::string& title, const ModelCase& original,
                            const RefTopology& ref);
 
-// Moves the fake clock every test shares by seconds.
-void move_clock(time_t seconds);
+// Moves the fake clock every test shares by seconds; the new time.
+time_t move_clock(time_t seconds);
 
 // Every snapshot stale, then one missing GET per table (names not in mib), so
 // that each table drops what it kept (best effort: copies a table keeps anyway

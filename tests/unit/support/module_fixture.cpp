@@ -27,7 +27,7 @@ bool module_lock_free() {
     return rc != EBUSY;
 }
 
-void advance_clock(time_t seconds) { move_clock(seconds); }
+time_t advance_clock(time_t seconds) { return move_clock(seconds); }
 
 uint64_t live_objects() { return uint64_t{lldp_client_live_copies()} + kel_list_live_count(); }
 
@@ -58,11 +58,24 @@ void ModuleTest::SetUp() {
     kel_dt::capture_start();
 }
 
+void ModuleTest::start() {
+    init_lldpmib(nullptr, 1);
+    started_ = true;
+}
+
 void ModuleTest::TearDown() {
+    if (started_) init_lldpmib(nullptr, 0);
     kel_dt::capture_stop();
     set_debug("");
     platform_fault_reset();
     EXPECT_TRUE(module_lock_free()) << "module lock left held";
+}
+
+std::vector<std::string> ModuleTest::lines_with(const std::string& text) {
+    std::vector<std::string> out;
+    for (const std::string& l : take_lines())
+        if (l.find(text) != std::string::npos) out.push_back(l);
+    return out;
 }
 
 std::vector<std::string> ModuleTest::take_lines() {

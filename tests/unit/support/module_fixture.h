@@ -19,7 +19,7 @@ void set_debug(const std::string& flags);
 // True when the module lock is free (a destroyed mutex is free too).
 bool module_lock_free();
 // Moves the fake clock by seconds (and sets it, the first time).
-void advance_clock(time_t seconds);
+time_t advance_clock(time_t seconds);
 // Client copies plus lists alive: what a leak check compares.
 uint64_t live_objects();
 
@@ -39,8 +39,13 @@ class ModuleTest : public ::testing::Test {
 protected:
     void SetUp() override;
     void TearDown() override;
-    // Lines captured since the last call.
+    // Starts the module; TearDown stops it.
+    void start();
+    time_t now() const { return advance_clock(0); }
+    // Lines captured since the last call; those of them containing text.
     std::vector<std::string> take_lines();
+    std::vector<std::string> lines_with(const std::string& text);
+    bool started_ = false;
 };
 
 }  // namespace lldpmib_test
