@@ -19,6 +19,7 @@
 #include "lldpmib.h"
 #include "mib_walker.h"
 #include "model_driver.h"
+#include "module_fixture.h"
 #include "platform_fault.h"
 #include "platform_sys.h"
 #include "reference_model.h"
@@ -31,12 +32,6 @@ uint64_t env_number(const char* name, uint64_t dflt) {
     return v && *v ? std::strtoull(v, nullptr, 0) : dflt;
 }
 
-std::string read_example(const std::string& name) {
-    std::ifstream in(std::string(LLDPMIB_EXAMPLES_DIR) + "/" + name);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
 
 RefTopology reference_of(const std::string& json) {
     std::string err;
@@ -79,63 +74,6 @@ TEST_F(ModelBasedTest, RandomSequencesAnswerAsTheReference) {
     }
     EXPECT_EQ(0u, failures) << failures << " of " << count << " sequences (" << requests
                             << " requests) failed; the first ones, shrunk:\n" << reports;
-}
-
-// Single clean walks of the example topologies give the reference, in order.
-class ExampleWalk : public ModelBasedTest, public ::testing::WithParamInterface<const char*> {};
-
-TEST_P(ExampleWalk, WalkEqualsTheReference) {
-    const std::string json = read_example(GetParam());
-    RefTopology ref = reference_of(json);
-    ModelCase c{json, {}};
-    ModelRequest walk;
-    walk.kind = ModelRequest::Walk;
-    walk.name = ref_oids::mib_root();
-    c.requests.assign(ref.mib.size() + 1, walk);
-    std::vector<std::string> transcript;
-    ModelOutcome o = run_case(c, ref, &transcript);
-    EXPECT_TRUE(o.ok) << o.message << "\n" << failure_report(GetParam(), c, ref);
-}
-
-INSTANTIATE_TEST_SUITE_P(Examples, ExampleWalk,
-                         ::testing::Values("default.json", "neighbours.json", "tlvs.json",
-                                           "decreasing-timemarks.json", "lldp-disabled.json"),
-                         [](const auto& info) {
-                             std::string n = info.param;
-                             n = n.substr(0, n.find('.'));
-                             std::erase(n, '-');
-                             return n;
-                         });
-
-// Time marks 500, 300 on port 1; 200, 900 on port 2; 100 on port 3: a walk
-// of lldpRemSysName sees every neighbour once, in (time mark, port, index) order.
-TEST_F(ModelBasedTest, DecreasingTimeMarksWalkSeesEveryNeighbourOnce) {
-    const std::string json = read_example("decreasing-timemarks.json");
-    RefTopology ref = reference_of(json);
-    platform_set_identity(ref.router_type, ref.node_id);
-    char err[256] = "";
-    ASSERT_EQ(0, lldp_client_use_topology_text(json.c_str(), "decreasing-timemarks.json", err, sizeof err)) << err;
-    init_lldpmib(nullptr, 1);
-    const RefOid col = ref_oids::column(ref_oids::rem_entry(), 9);
-    std::vector<std::string> seen;
-    lldpmib_router().walk(mib_router::Oid(col.begin(), col.end()), [&](const mib_router::Binding& b) {
-        seen.push_back(mib_router::format(b));
-        return true;
-    });
-    init_lldpmib(nullptr, 0);
-    const std::string p = "1.0.8802.1.1.2.1.4.1.1.9.";
-    auto text = [](const char* s) {
-        std::string h;
-        char buf[3];
-        for (; *s; ++s) snprintf(buf, sizeof buf, "%02x", static_cast<unsigned char>(*s)), h += buf;
-        return h;
-    };
-    EXPECT_EQ((std::vector<std::string>{p + "100.3.1 OCTETS " + text("host-c1"),
-                                        p + "200.2.1 OCTETS " + text("host-b1"),
-                                        p + "300.1.2 OCTETS " + text("host-a2"),
-                                        p + "500.1.1 OCTETS " + text("host-a1"),
-                                        p + "900.2.2 OCTETS " + text("host-b2")}),
-              seen);
 }
 
 // 1,000 walks of each table in one process, the clock moving between them by

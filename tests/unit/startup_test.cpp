@@ -13,11 +13,8 @@
 
 using lldpmib_test::ModuleTest;
 using lldpmib_test::module_lock_free;
-using ::testing::Contains;
 
 namespace {
-
-std::string text_of(int status) { return cerr_strerror(status); }
 
 // A scratch directory that platform_access looks into instead of "/".
 class AccessRoot {
@@ -196,25 +193,12 @@ TEST_F(StartupTest, RegistersFlagsAndHandsTheAgentItsTables) {
 TEST_F(StartupTest, TimerHandlerStopsExpiredLeavesUnderTheLock) {
     start();
     mgd_timer_leaf_start(lldpmib_intf_cache_timer_leaf, 500);
-    advance_clock(2);
+    lldpmib_test::advance_clock(2);
     ASSERT_EQ(lldpmib_intf_cache_timer_leaf,
               mgd_timer_tree_first_expired(lldpmib_intf_cache_timer_tree));
     lldpmib_timer_handler(nullptr, nullptr);
     EXPECT_EQ(nullptr, mgd_timer_tree_first_expired(lldpmib_intf_cache_timer_tree));
     EXPECT_TRUE(module_lock_free());
-}
-
-TEST_F(StartupTest, SecondThreadBlocksOnTheLockUntilItIsReleased) {
-    start();
-    lldpmib_lock();
-    std::thread other([] {
-        lldpmib_lock();
-        lldpmib_unlock();
-    });
-    while (ptd_blocked_count() == 0) std::this_thread::yield();
-    lldpmib_unlock();
-    other.join();
-    EXPECT_EQ(0u, ptd_blocked_count());
 }
 
 using StartupDeathTest = StartupTest;
@@ -229,78 +213,6 @@ TEST_F(StartupDeathTest, RelockAndStrayUnlockStopTheProcess) {
         },
         "int_rc == 0");
     EXPECT_DEATH(lldpmib_unlock(), "int_rc == 0");
-}
-
-struct RouterType {
-    uint32_t type;
-    int orvik;
-};
-
-class OrvikTest : public ::testing::TestWithParam<RouterType> {};
-
-TEST_P(OrvikTest, OnlyTypes7And8And18AreOrvik) {
-    uint32_t saved = lldpmib_router_type;
-    lldpmib_router_type = GetParam().type;
-    EXPECT_EQ(GetParam().orvik, lldpmib_is_orvik_platform());
-    lldpmib_router_type = saved;
-}
-
-INSTANTIATE_TEST_SUITE_P(Types, OrvikTest,
-                         ::testing::Values(RouterType{7, 1}, RouterType{8, 1}, RouterType{18, 1},
-                                           RouterType{0, 0}, RouterType{6, 0}, RouterType{9, 0},
-                                           RouterType{17, 0}, RouterType{19, 0},
-                                           RouterType{25, 0}, RouterType{0x80000007u, 0},
-                                           RouterType{0xFFFFFFFFu, 0}));
-
-struct Enablement {
-    const char* lldp;   // the topology's "lldp" object
-    const char* fail;   // client operation made to fail, or null
-    int expected;
-    const char* line;   // expected MIB line text after the prefix, or null for none
-};
-
-class EnablementTest : public ModuleTest, public ::testing::WithParamInterface<Enablement> {};
-
-TEST_P(EnablementTest, AsksTheClientAndReportsDisabled) {
-    const Enablement& e = GetParam();
-    lldpmib_test::use_topology(std::string("{\"lldp\": ") + e.lldp +
-                               ", \"local\": {\"chassis_id_subtype\": 7, \"chassis_id\": \"r\"}}");
-    start();
-    take_lines();
-    if (e.fail) platform_fault_fail_nth(e.fail, 1, PLATFORM_ERR_UNREACHABLE);
-    EXPECT_EQ(e.expected, lldpmib_shim_is_lldp_enabled());
-    std::vector<std::string> mib = lines_with("MIB[lldpmib_shim_is_lldp_enabled]");
-    if (e.line == nullptr) {
-        EXPECT_TRUE(mib.empty());
-    } else {
-        std::string want = std::string("MIB[lldpmib_shim_is_lldp_enabled] ") + e.line;
-        if (e.fail) want += text_of(PLATFORM_ERR_UNREACHABLE);
-        EXPECT_THAT(mib, Contains(want));
-    }
-    if (e.fail) EXPECT_EQ(0u, platform_fault_calls("lldp_client_is_node_lldp_enabled"));
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    States, EnablementTest,
-    ::testing::Values(
-        Enablement{"{\"enabled\": true, \"node_enabled\": false}", nullptr, 0, nullptr},
-        Enablement{"{\"enabled\": false, \"node_enabled\": true}", nullptr, 0, nullptr},
-        Enablement{"{\"enabled\": false, \"node_enabled\": false}", nullptr, 2,
-                   "LLDP disabled, no interface info returned"},
-        Enablement{"{\"enabled\": true, \"node_enabled\": true}", "lldp_client_get_enable", 2,
-                   "Failed to determine whether LLDP is enabled, assuming that it is disabled, no "
-                   "interface info returned, error: "}));
-
-TEST_F(ModuleTest, OrvikPlatformIsEnabledWithoutAskingTheClient) {
-    platform_set_identity(8, 1);
-    start();
-    platform_set_identity(25, 1);
-    take_lines();
-    EXPECT_EQ(0, lldpmib_shim_is_lldp_enabled());
-    EXPECT_EQ(0u, platform_fault_calls("lldp_client_get_enable"));
-    EXPECT_THAT(take_lines(), Contains("MIB[lldpmib_shim_is_lldp_enabled] LLDP MIB enabled by "
-                                       "default on Orvik platform"));
-    lldpmib_router_type = 25;
 }
 
 }  // namespace

@@ -234,17 +234,15 @@ copy_counts live_copies() {
             live("lldp_client_copy_local_ma_td", "lldp_client_free_local_ma_td")};
 }
 
-time_t fake_now = 2000000000;
+}  // namespace
 
-void move_clock(time_t seconds) {
-    fake_now += seconds;
-    platform_set_fake_time(fake_now);
+time_t move_clock(time_t seconds) {
+    static time_t fake_now = 2000000000;
+    platform_set_fake_time(fake_now += seconds);
+    return fake_now;
 }
 
-// After a case: every snapshot stale, then one missing GET per table, so that
-// each table drops what it kept (best effort: copies a table keeps anyway do
-// not count against the next case, which counts from its own start).
-void drain(const RefTopology& ref) {
+void drain_snapshots(const RefMib* mib) {
     using namespace ref_oids;
     move_clock(1000);
     const std::vector<RefOid> names{
@@ -257,13 +255,11 @@ void drain(const RefTopology& ref) {
     for (size_t i = 0; i < cols.size(); ++i) {
         RefOid name = cols[i];
         name.insert(name.end(), names[i].begin(), names[i].end());
-        if (ref.mib.count(name)) continue;
+        if (mib && mib->count(name)) continue;
         mib_router::Binding b;
         lldpmib_router().get(to_router(name), &b);
     }
 }
-
-}  // namespace
 
 std::string random_topology(rng_t& r) {
     ojson t = ojson::object();
@@ -471,7 +467,7 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
         if (!out.ok) out.failed_at = i;
         if (transcript) transcript->push_back(line);
     }
-    drain(ref);
+    drain_snapshots(&ref.mib);
     init_lldpmib(nullptr, 0);
     return out;
 }

@@ -13,6 +13,7 @@
 
 #include <random>
 #include <string>
+#include <time.h>
 #include <vector>
 
 #include "reference_model.h"
@@ -69,6 +70,14 @@ ModelCase shrink_case(const ModelCase& c, const RefTopology& ref);
 // The failure report: seed, topology, the shrunk sequence with answers.
 std::string failure_report(const std::string& title, const ModelCase& original,
                            const RefTopology& ref);
+
+// Moves the fake clock every test shares by seconds; the new time.
+time_t move_clock(time_t seconds);
+
+// Every snapshot stale, then one missing GET per table (names not in mib), so
+// that each table drops what it kept (best effort: copies a table keeps anyway
+// do not count against a later case, which counts from its own start).
+void drain_snapshots(const RefMib* mib = nullptr);
 
 // A case from fuzzer bytes: a topology seed, then request records.
 ModelCase case_from_bytes(const uint8_t* data, size_t size);

@@ -2,43 +2,60 @@
 
 #include <errno.h>
 
+#include <fstream>
+#include <sstream>
+
 #include "kel_dt.h"
+#include "model_driver.h"
 #include "platform_fault.h"
+#include "reference_model.h"
 
 namespace lldpmib_test {
 
-void use_topology(const std::string& json) {
-    char err[512] = "";
-    ASSERT_EQ(0, lldp_client_use_topology_text(json.c_str(), "test", err, sizeof err)) << err;
+std::string read_example(const std::string& name) {
+    std::ifstream in(std::string(LLDPMIB_EXAMPLES_DIR "/") + name);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
 }
 
-void set_debug(const std::string& spec) { kel_dt_configure(spec.c_str()); }
+void set_debug(const std::string& flags) { kel_dt_configure(flags.c_str()); }
 
 bool module_lock_free() {
     int rc = pthread_mutex_trylock(&lldpmib_mutex);
     if (rc == 0) pthread_mutex_unlock(&lldpmib_mutex);
-    // A mutex destroyed by a tear-down is not held either.
     return rc != EBUSY;
 }
 
+time_t advance_clock(time_t seconds) { return move_clock(seconds); }
+
+uint64_t live_objects() { return uint64_t{lldp_client_live_copies()} + kel_list_live_count(); }
+
+ServedModule::ServedModule(const std::string& json) {
+    unsetenv("ENKT_ACTIVE");
+    std::string err;
+    auto ref = reference_model(json, &err);
+    EXPECT_TRUE(ref) << err;
+    if (ref) platform_set_identity(ref->router_type, ref->node_id);
+    char msg[512] = "";
+    EXPECT_EQ(0, lldp_client_use_topology_text(json.c_str(), "test", msg, sizeof msg)) << msg;
+    init_lldpmib(nullptr, 1);
+    drain();
+}
+
+ServedModule::~ServedModule() {
+    drain();
+    init_lldpmib(nullptr, 0);
+}
+
+void ServedModule::drain() { drain_snapshots(); }
+
 void ModuleTest::SetUp() {
-    static time_t clock_base = 1000000;
-    clock_base += 1000;
-    now_ = clock_base;
-    platform_set_fake_time(now_);
+    advance_clock(1000);
     platform_fault_reset();
     lldp_debug_init(lldp_debug_arr_kel);  // registration is idempotent
     set_debug("all");
     kel_dt::capture_start();
-}
-
-void ModuleTest::TearDown() {
-    if (started_) init_lldpmib(nullptr, 0);
-    started_ = false;
-    kel_dt::capture_stop();
-    set_debug("");
-    platform_fault_reset();
-    EXPECT_TRUE(module_lock_free()) << "module lock left held";
 }
 
 void ModuleTest::start() {
@@ -46,28 +63,25 @@ void ModuleTest::start() {
     started_ = true;
 }
 
-void ModuleTest::advance_clock(time_t seconds) {
-    now_ += seconds;
-    platform_set_fake_time(now_);
+void ModuleTest::TearDown() {
+    if (started_) init_lldpmib(nullptr, 0);
+    kel_dt::capture_stop();
+    set_debug("");
+    platform_fault_reset();
+    EXPECT_TRUE(module_lock_free()) << "module lock left held";
+}
+
+std::vector<std::string> ModuleTest::lines_with(const std::string& text) {
+    std::vector<std::string> out;
+    for (const std::string& l : take_lines())
+        if (l.find(text) != std::string::npos) out.push_back(l);
+    return out;
 }
 
 std::vector<std::string> ModuleTest::take_lines() {
     std::vector<std::string> got = kel_dt::capture_stop();
     kel_dt::capture_start();
-    lines_.insert(lines_.end(), got.begin(), got.end());
-    std::vector<std::string> all;
-    all.swap(lines_);
-    return all;
-}
-
-std::vector<std::string> ModuleTest::lines_with(const std::string& text) {
-    std::vector<std::string> got = kel_dt::capture_stop();
-    kel_dt::capture_start();
-    lines_.insert(lines_.end(), got.begin(), got.end());
-    std::vector<std::string> out;
-    for (const auto& l : lines_)
-        if (l.find(text) != std::string::npos) out.push_back(l);
-    return out;
+    return got;
 }
 
 }  // namespace lldpmib_test

@@ -1,6 +1,6 @@
-// Test fixture for the module: a topology served by the in-memory client, the
-// module started, trace lines captured, and checks that nothing leaked and the
-// module lock is free after every test.
+// The module served on a topology as the agent serves it, for the unit tests:
+// identity from the topology, the module started, snapshots drained before
+// and after, the fake clock well clear of any earlier test's.
 #pragma once
 #include <gtest/gtest.h>
 
@@ -8,37 +8,44 @@
 #include <vector>
 
 #include "lldpmib.h"
+#include "mib_walker.h"
 
 namespace lldpmib_test {
 
-// Serves the JSON topology text (fails the test on a bad topology).
-void use_topology(const std::string& json);
-// Turns trace flags on: a LLDPMIB_DEBUG-style list ("lldp/verbose,...", "all", "").
-void set_debug(const std::string& spec);
-// Non-zero when the module lock is free right now.
+// examples/NAME as text.
+std::string read_example(const std::string& name);
+// Trace flags as LLDPMIB_DEBUG takes them ("all", "lldp/verbose", "").
+void set_debug(const std::string& flags);
+// True when the module lock is free (a destroyed mutex is free too).
 bool module_lock_free();
+// Moves the fake clock by seconds (and sets it, the first time).
+time_t advance_clock(time_t seconds);
+// Client copies plus lists alive: what a leak check compares.
+uint64_t live_objects();
 
+class ServedModule {
+public:
+    // Loads json (failing the test on a refusal) and starts the module.
+    explicit ServedModule(const std::string& json);
+    ~ServedModule();
+    // Every snapshot stale, then a missing GET per table, so that each
+    // table drops what it kept.
+    void drain();
+};
+
+// Base of tests that start the module themselves: fault counters and trace
+// flags clean before and after, and the lock free afterwards.
 class ModuleTest : public ::testing::Test {
 protected:
-    // Each test gets a clock far from the previous test's, so snapshots left
-    // by an earlier test are stale and rebuilt.
     void SetUp() override;
     void TearDown() override;
-
-    // Starts the module (init_lldpmib with the start flag).
+    // Starts the module; TearDown stops it.
     void start();
-    // Moves the fake clock.
-    void advance_clock(time_t seconds);
-    time_t now() const { return now_; }
-
-    // Lines captured since the last call (or since SetUp).
+    time_t now() const { return advance_clock(0); }
+    // Lines captured since the last call; those of them containing text.
     std::vector<std::string> take_lines();
-    // Captured lines containing text.
     std::vector<std::string> lines_with(const std::string& text);
-
     bool started_ = false;
-    time_t now_ = 0;
-    std::vector<std::string> lines_;
 };
 
 }  // namespace lldpmib_test

@@ -1,0 +1,97 @@
+// Every example topology against its reviewed reference files in reference/:
+// NAME.walk.txt holds every binding of a full walk (written from the e2e
+// reference model, tests/e2e/test_model.py, and checked here against the C++
+// reference model as well); NAME.trace.txt holds requests ("> GET oid",
+// "> NEXT oid"), each followed by the trace lines it writes with every flag on
+// (a newline inside a line written as \n) and its answer ("= binding" or
+// "= none").  Each request starts from drained snapshots.  Left out: the
+// "updated max_if_index" line, which depends on every port the process saw.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "kel_dt.h"
+#include "model_driver.h"
+#include "module_fixture.h"
+
+namespace lldpmib_test {
+namespace {
+
+std::vector<std::string> lines_of(const std::string& path) {
+    std::ifstream in(path);
+    std::vector<std::string> out;
+    for (std::string l; std::getline(in, l);) out.push_back(l);
+    return out;
+}
+
+std::string escaped(const std::string& s) {
+    std::string out;
+    for (char c : s) out += c == '\n' ? "\\n" : c == '\\' ? "\\\\" : std::string(1, c);
+    return out;
+}
+
+class ReferenceWalk : public ::testing::TestWithParam<const char*> {
+protected:
+    std::string file(const char* suffix) const { return std::string(LLDPMIB_REFERENCE_DIR "/") + GetParam() + suffix; }
+};
+
+TEST_P(ReferenceWalk, BindingsEqualTheReferenceFile) {
+    const std::vector<std::string> want = lines_of(file(".walk.txt"));
+    const std::string json = read_example(std::string(GetParam()) + ".json");
+    std::string err;
+    auto ref = reference_model(json, &err);
+    ASSERT_TRUE(ref) << err;
+    std::vector<std::string> model;
+    for (const auto& [name, value] : ref->mib) model.push_back(ref_oid_text(name) + " " + ref_value_text(value));
+    EXPECT_EQ(want, model) << "the two reference models disagree";
+
+    ServedModule served(json);
+    EXPECT_EQ(want, walk_lines());
+}
+
+class ReferenceTrace : public ReferenceWalk {};
+
+TEST_P(ReferenceTrace, TraceOfEachRequestEqualsTheReferenceFile) {
+    const std::vector<std::string> file_lines = lines_of(file(".trace.txt"));
+    ASSERT_FALSE(file_lines.empty());
+    ServedModule served(read_example(std::string(GetParam()) + ".json"));
+    // The local system row keeps the last answer's values: fill it first, so
+    // that each request finds values to clean up.
+    lldpmib_shim_local_system_data_get(0, nullptr, 0);
+    std::vector<std::string> got;
+    for (const std::string& l : file_lines) {
+        if (l.rfind("> ", 0) != 0) continue;
+        got.push_back(l);
+        const bool next = l.rfind("> NEXT ", 0) == 0;
+        auto name = mib_router::parse_oid(l.substr(next ? 7 : 6));
+        ASSERT_TRUE(name) << l;
+        served.drain();
+        set_debug("all");
+        kel_dt::capture_start();
+        mib_router::Router router(lldpmib_OidList, lldpmib_OidListNum);  // serial numbers from 1
+        mib_router::Binding b;
+        bool found = next ? router.next(*name, &b) : router.get(*name, &b) == mib_router::GetResult::Found;
+        for (const std::string& t : kel_dt::capture_stop())
+            if (t.find("updated max_if_index") == std::string::npos) got.push_back(escaped(t));
+        set_debug("");
+        got.push_back(found ? "= " + mib_router::format(b) : "= none");
+    }
+    EXPECT_EQ(file_lines, got);
+}
+
+INSTANTIATE_TEST_SUITE_P(Examples, ReferenceWalk,
+                         ::testing::Values("default", "neighbours", "tlvs", "decreasing-timemarks", "lldp-disabled"),
+                         [](const auto& info) {
+                             std::string n = info.param;
+                             std::erase(n, '-');
+                             return n;
+                         });
+INSTANTIATE_TEST_SUITE_P(Examples, ReferenceTrace, ::testing::Values("default", "lldp-disabled"),
+                         [](const auto& info) {
+                             std::string n = info.param;
+                             std::erase(n, '-');
+                             return n;
+                         });
+
+}  // namespace
+}  // namespace lldpmib_test
