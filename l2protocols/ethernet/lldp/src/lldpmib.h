@@ -174,6 +174,10 @@ lldpLocalSystemData_t* lldpmib_shim_local_system_data_get(int serialNum, void* c
                                                           int nominator);
 int lldpmib_convert_macstr_pton(const char* text, unsigned char* buffer);
 uint16_t reverse_bits_uint16(uint16_t value);
+// Capabilities as the MIB's BITS octets: capability 0 in the first octet's
+// most significant bit, capability 8 in the second's.  *mirrored is
+// reverse_bits_uint16(caps), which the trace lines show.
+void lldpmib_caps_bits(uint16_t caps, uint16_t* mirrored, unsigned char octets[2]);
 
 // ======================= Local tables: shared steps =======================
 

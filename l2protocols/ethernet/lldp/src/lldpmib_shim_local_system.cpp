@@ -32,13 +32,10 @@ OctetString* lldpmib_chassis_mac(const char* text) {
                            (int32_t)strnlen(text, kDottedMacLength));
 }
 
-// The capability octets in the MIB's BITS order: capabilities 0-7 first
-// (capability 0 in the most significant bit), then 8-15.  The 16-bit mirror
-// holds capabilities 0-7 in its high byte; the 8-bit mirror of an
-// "ENKT_ACTIVE" platform holds them in its low byte, with nothing above.
-OctetString* lldpmib_caps_octets(uint16_t mirrored, bool eight_bit) {
-    unsigned char high = (unsigned char)(mirrored >> 8), low = (unsigned char)(mirrored & 0xFF);
-    unsigned char octets[2] = {eight_bit ? low : high, eight_bit ? high : low};
+// The capability octets of one value, as a string.
+OctetString* lldpmib_caps_octets(uint16_t caps, uint16_t* mirrored) {
+    unsigned char octets[2];
+    lldpmib_caps_bits(caps, mirrored, octets);
     return MakeOctetString(octets, 2);
 }
 
@@ -122,20 +119,21 @@ lldpLocalSystemData_t* lldpmib_shim_local_system_data_get(int serialNum, void* c
                         "Clean up lldpLocalSystemDataData.lldpLocSysDesc");
     complete &= lldpmib_set_string(&row->lldpLocSysDesc, MakeOctetStringFromText(bag.sys_desc));
 
-    bool eight_bit = getenv("ENKT_ACTIVE") != nullptr;  // as the mirror reads it
-    uint16_t supported = reverse_bits_uint16(bag.supported_caps);
+    uint16_t supported = 0;
+    OctetString* supported_octets = lldpmib_caps_octets(bag.supported_caps, &supported);
     LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get", "Supported caps: %x\n", supported);
     if (row->lldpLocSysCapSupported != nullptr)
         LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get",
                         "Clean uplldpLocalSystemDataData.lldpLocSysCapSupported");
-    complete &= lldpmib_set_string(&row->lldpLocSysCapSupported, lldpmib_caps_octets(supported, eight_bit));
+    complete &= lldpmib_set_string(&row->lldpLocSysCapSupported, supported_octets);
 
-    uint16_t enabled = reverse_bits_uint16(bag.enabled_caps);
+    uint16_t enabled = 0;
+    OctetString* enabled_octets = lldpmib_caps_octets(bag.enabled_caps, &enabled);
     LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get", "Enabled caps: %x\n", enabled);
     if (row->lldpLocSysCapEnabled != nullptr)
         LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get",
                         "Clean uplldpLocalSystemDataData.lldpLocSysCapEnabled");
-    complete &= lldpmib_set_string(&row->lldpLocSysCapEnabled, lldpmib_caps_octets(enabled, eight_bit));
+    complete &= lldpmib_set_string(&row->lldpLocSysCapEnabled, enabled_octets);
 
     lldp_client_free_local_system_data_bag(&bag);
     lldpmib_unlock();
@@ -194,6 +192,17 @@ uint16_t reverse_bits_uint16(uint16_t value) {
             if (value & (1u << i)) mirrored |= (uint16_t)(1u << (7 - i));
     }
     return mirrored;
+}
+
+// The 16-bit mirror holds capabilities 0-7 in its high byte; the 8-bit mirror
+// of an "ENKT_ACTIVE" platform holds them in its low byte, with nothing above.
+void lldpmib_caps_bits(uint16_t caps, uint16_t* mirrored, unsigned char octets[2]) {
+    bool eight_bit = getenv("ENKT_ACTIVE") != nullptr;
+    uint16_t m = reverse_bits_uint16(caps);
+    unsigned char high = (unsigned char)(m >> 8), low = (unsigned char)(m & 0xFF);
+    octets[0] = eight_bit ? low : high;
+    octets[1] = eight_bit ? high : low;
+    *mirrored = m;
 }
 
 }  // extern "C"

@@ -53,11 +53,10 @@ void work_out_id(const uint8_t* id, uint16_t len, bool mac_subtype, served_id* o
     }
 }
 
-// The capability octets, mirrored, with their line.
+// The capability octets, with their line (the octets as a little-endian number).
 void work_out_caps(uint16_t caps, const char* fmt_kind, unsigned char octets[2]) {
-    uint16_t v = reverse_bits_uint16(caps);
-    octets[0] = (unsigned char)(v >> 8);
-    octets[1] = (unsigned char)(v & 0xff);
+    uint16_t mirrored;
+    lldpmib_caps_bits(caps, &mirrored, octets);
     unsigned shown = octets[0] + 256u * octets[1];
     if (fmt_kind[0] == 'S')
         LLDPMIB_VERBOSE(kShim, "Supported caps: %04x\n", shown);
