@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "platform_fault.h"
 #include "snmp_agent.h"
 
 namespace {
@@ -112,6 +111,18 @@ std::optional<Sids> least_after(const Layout& l, Cursor c, const uint32_t* x, si
     return out;
 }
 
+// GET takes exactly one whole instance, each index in its decoder's range
+// (least values are NEXT's business, not GET's).
+std::optional<Sids> exact(Layout l, const Sids& in) {
+    for (Index& ix : l) ix.least = 0;
+    Cursor c = skip_empty(l, {});
+    for (uint32_t v : in) {
+        if (c.index == l.size() || v < range(l, c).first || v > range(l, c).second) return std::nullopt;
+        c = advance(l, c, v);
+    }
+    return c.index == l.size() ? std::optional<Sids>(in) : std::nullopt;
+}
+
 // ---- random layouts and identifiers at the edges of every range ---------------
 struct Gen {
     std::mt19937 rng;
@@ -162,9 +173,11 @@ std::string text(const Sids& s) {
 }
 
 // Whatever a manager sends, NEXT decodes the least valid index tuple whose
-// instance is strictly greater, or nothing when none is.
-TEST(InstToIndexes, NextIsTheLeastValidInstanceAfterTheIncomingOne) {
+// instance is strictly greater, or nothing when none is; GET decodes exactly
+// a valid instance.
+TEST(InstToIndexes, DecodesAsADirectSearchDoes) {
     Gen gen{std::mt19937(2024)};
+    int valid = 0;
     for (int round = 0; round < 20000; ++round) {
         Layout l = gen.layout();
         Sids in = gen.incoming(l);
@@ -174,46 +187,10 @@ TEST(InstToIndexes, NextIsTheLeastValidInstanceAfterTheIncomingOne) {
         if (got) {
             ASSERT_EQ(text(*got), text(*want)) << "after " << text(in);
         }
+        ASSERT_EQ(decode(l, in, EXACT), exact(l, in)) << "get " << text(in);
+        valid += exact(l, in).has_value();
     }
-}
-
-// GET: the instance is exactly the indices, each in its decoder's range
-// (least values are NEXT's business, not GET's).
-TEST(InstToIndexes, ExactTakesOnlyWholeInstancesInRange) {
-    const Layout addr = {{INDEX_UINT}, {INDEX_INT, 1}, {INDEX_VAR_OCTETS}};
-    const Layout org = {{INDEX_INT}, {INDEX_FIXED_OCTETS, 0, 3}, {INDEX_INT, 1}};
-    const struct {
-        const Layout& layout;
-        Sids sids;
-        bool found;
-    } cases[] = {
-        {addr, {7, 0, 2, 10, 255}, true},    {addr, {7, 0, 0}, true},  // below least
-        {addr, {kUMax, kIntMax, 0}, true},   {addr, {7, kIntMax + 1u, 0}, false},
-        {addr, {7, 1, 3, 1, 2}, false},      {addr, {7, 1, 1, 1, 2}, false},
-        {addr, {7, 1, 1, 256}, false},       {addr, {7, 1, kMax + 1}, false},
-        {addr, {7, 1}, false},               {org, {1, 0, 0x12, 0xff, 4}, true},
-        {org, {1, 0, 0x12, 0xff}, false},    {org, {1, 0, 0x100, 0, 4}, false},
-        {org, {1, 0, 0x12, 0xff, 4, 0}, false},
-    };
-    for (const auto& c : cases) {
-        std::optional<Sids> got = decode(c.layout, c.sids, EXACT);
-        EXPECT_EQ(got.has_value(), c.found) << text(c.sids);
-        if (got) {
-            EXPECT_EQ(*got, c.sids);
-        }
-    }
-}
-
-// A decoder failure (injected) fails the whole decode and leaves no string.
-TEST(InstToIndexes, InjectedDecoderFailureLeavesNoString) {
-    const Layout l = {{INDEX_FIXED_OCTETS, 0, 3}, {INDEX_VAR_OCTETS}, {INDEX_INT}};
-    for (const char* op : {"InstToInt", "InstToVariableOctetString", "InstToFixedOctetString"}) {
-        platform_fault_reset();
-        platform_fault_fail_nth(op, 1, 5);
-        EXPECT_FALSE(decode(l, {1, 2, 3, 1, 9, 4}, NEXT).has_value()) << op;
-        EXPECT_EQ(platform_fault_calls("MakeOctetString"), 0u) << "decoded strings are not the module's own";
-    }
-    platform_fault_reset();
+    EXPECT_GT(valid, 2000) << "too few valid instances to test GET";
 }
 
 }  // namespace
