@@ -125,19 +125,13 @@ TEST(ParseOid, ReadsDottedDecimalsOnly) {
 }
 
 TEST(Format, ConvertsEveryValueKind) {
-    Binding b;
-    b.name = {1, 2};
-    b.type = INTEGER_TYPE;
-    b.integer = INT32_MIN;
-    EXPECT_EQ(mib_router::format(b), "1.2 INTEGER -2147483648");
-    b.type = OCTET_PRIM_TYPE;
-    b.octets = {0x00, 0xab, 0x7f, 0xff};
-    EXPECT_EQ(mib_router::format(b), "1.2 OCTETS 00ab7fff");
-    b.octets.clear();
-    EXPECT_EQ(mib_router::format(b), "1.2 OCTETS ");
-    b.type = OBJECT_ID_TYPE;
-    b.oid = {0, 0};
-    EXPECT_EQ(mib_router::format(b), "1.2 OID 0.0");
+    const std::pair<Binding, const char*> cases[] = {
+        {{{1, 2}, INTEGER_TYPE, INT32_MIN, {}, {}}, "1.2 INTEGER -2147483648"},
+        {{{1, 2}, OCTET_PRIM_TYPE, 0, {0x00, 0xab, 0x7f, 0xff}, {}}, "1.2 OCTETS 00ab7fff"},
+        {{{1, 2}, OCTET_PRIM_TYPE, 0, {}, {}}, "1.2 OCTETS "},
+        {{{1, 2}, OBJECT_ID_TYPE, 0, {}, {0, 0}}, "1.2 OID 0.0"},
+    };
+    for (const auto& [b, want] : cases) EXPECT_EQ(mib_router::format(b), want);
 }
 
 }  // namespace
