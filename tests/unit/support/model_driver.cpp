@@ -175,33 +175,6 @@ std::vector<uint32_t> distinct(rng_t& r, size_t n, std::initializer_list<uint32_
     return out;
 }
 
-const std::vector<RefOid>& served_columns() {
-    using namespace ref_oids;
-    static const std::vector<RefOid> cols = [] {
-        std::vector<RefOid> v;
-        for (uint32_t c = 1; c <= 6; ++c) v.push_back(column(local_system(), c));
-        for (uint32_t c = 2; c <= 4; ++c) v.push_back(column(loc_port_entry(), c));
-        for (uint32_t c = 3; c <= 6; ++c) v.push_back(column(loc_man_addr_entry(), c));
-        for (uint32_t c = 4; c <= 12; ++c) v.push_back(column(rem_entry(), c));
-        for (uint32_t c = 3; c <= 5; ++c) v.push_back(column(rem_man_addr_entry(), c));
-        v.push_back(column(rem_unknown_tlv_entry(), 2));
-        v.push_back(column(rem_org_def_entry(), 4));
-        return v;
-    }();
-    return cols;
-}
-
-const std::vector<RefOid>& walk_roots() {
-    using namespace ref_oids;
-    static const std::vector<RefOid> roots{mib_root(),         mib_root(),
-                                           local_system(),     loc_port_entry(),
-                                           loc_man_addr_entry(), rem_entry(),
-                                           rem_entry(),        rem_man_addr_entry(),
-                                           rem_unknown_tlv_entry(), rem_org_def_entry(),
-                                           column(rem_entry(), 9), column(rem_man_addr_entry(), 4)};
-    return roots;
-}
-
 uint32_t boundary(rng_t& r, uint32_t x) {
     return one_of<uint32_t>(r, {0, 1, kMaxIndex, kMaxIndex + 1u, kMaxSub, x + 1, x - 1, 9, 126, 127, 255, 256});
 }
@@ -235,6 +208,33 @@ copy_counts live_copies() {
 }
 
 }  // namespace
+
+const std::vector<RefOid>& served_columns() {
+    using namespace ref_oids;
+    static const std::vector<RefOid> cols = [] {
+        std::vector<RefOid> v;
+        for (uint32_t c = 1; c <= 6; ++c) v.push_back(column(local_system(), c));
+        for (uint32_t c = 2; c <= 4; ++c) v.push_back(column(loc_port_entry(), c));
+        for (uint32_t c = 3; c <= 6; ++c) v.push_back(column(loc_man_addr_entry(), c));
+        for (uint32_t c = 4; c <= 12; ++c) v.push_back(column(rem_entry(), c));
+        for (uint32_t c = 3; c <= 5; ++c) v.push_back(column(rem_man_addr_entry(), c));
+        v.push_back(column(rem_unknown_tlv_entry(), 2));
+        v.push_back(column(rem_org_def_entry(), 4));
+        return v;
+    }();
+    return cols;
+}
+
+const std::vector<RefOid>& walk_roots() {
+    using namespace ref_oids;
+    static const std::vector<RefOid> roots{mib_root(),         mib_root(),
+                                           local_system(),     loc_port_entry(),
+                                           loc_man_addr_entry(), rem_entry(),
+                                           rem_entry(),        rem_man_addr_entry(),
+                                           rem_unknown_tlv_entry(), rem_org_def_entry(),
+                                           column(rem_entry(), 9), column(rem_man_addr_entry(), 4)};
+    return roots;
+}
 
 time_t move_clock(time_t seconds) {
     static time_t fake_now = 2000000000;
@@ -534,52 +534,6 @@ std::string failure_report(const std::string& title, const ModelCase& original, 
                     " requests (mN = manager N, +Ns = clock moved before the request):\n";
     for (size_t i = 0; i < transcript.size(); ++i) s += "    " + std::to_string(i + 1) + ". " + transcript[i] + "\n";
     return s;
-}
-
-ModelCase case_from_bytes(const uint8_t* data, size_t size) {
-    struct reader {
-        const uint8_t* p;
-        size_t left;
-        uint8_t byte() {
-            if (!left) return 0;
-            --left;
-            return *p++;
-        }
-        uint32_t sub_id() {
-            uint8_t b = byte();
-            if (b < 0xF0) return b;
-            uint32_t v = 0;
-            for (int i = 0; i < 4; ++i) v |= uint32_t{byte()} << (8 * i);
-            return v;
-        }
-    } in{data, size};
-    uint64_t seed = 0;
-    for (int i = 0; i < 4; ++i) seed = seed << 8 | in.byte();
-    rng_t topo_rng(seed);
-    ModelCase c;
-    c.topology = random_topology(topo_rng);
-    std::string err;
-    auto ref = reference_model(c.topology, &err);
-    // Request records: head (kind, manager, clock), source, then the source's bytes.
-    static const uint32_t kSteps[4] = {0, 1, 2, 100};
-    while (in.left && c.requests.size() < 64) {
-        uint8_t head = in.byte(), source = in.byte();
-        ModelRequest q;
-        q.kind = static_cast<ModelRequest::Kind>((head & 3) % 3);
-        q.manager = (head >> 2) & 3;
-        q.clock_step = kSteps[(head >> 4) & 3];
-        if (q.kind == ModelRequest::Walk) {
-            q.name = walk_roots()[source % walk_roots().size()];
-        } else if (head & 0x40) {  // raw: a served column and sub-identifiers
-            q.name = served_columns()[source % served_columns().size()];
-            for (uint8_t n = in.byte() % 24; n > 0 && in.left; --n) q.name.push_back(in.sub_id());
-        } else {  // a scattered name from a small generator
-            rng_t r(uint64_t{source} << 8 | in.byte());
-            q.name = random_name(ref ? ref->mib : RefMib{}, r);
-        }
-        c.requests.push_back(std::move(q));
-    }
-    return c;
 }
 
 }  // namespace lldpmib_test

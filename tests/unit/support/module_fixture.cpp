@@ -31,7 +31,7 @@ time_t advance_clock(time_t seconds) { return move_clock(seconds); }
 
 uint64_t live_objects() { return uint64_t{lldp_client_live_copies()} + kel_list_live_count(); }
 
-ServedModule::ServedModule(const std::string& json) {
+RefTopology use_topology(const std::string& json) {
     unsetenv("ENKT_ACTIVE");
     std::string err;
     auto ref = reference_model(json, &err);
@@ -39,6 +39,17 @@ ServedModule::ServedModule(const std::string& json) {
     if (ref) platform_set_identity(ref->router_type, ref->node_id);
     char msg[512] = "";
     EXPECT_EQ(0, lldp_client_use_topology_text(json.c_str(), "test", msg, sizeof msg)) << msg;
+    return ref ? *ref : RefTopology{};
+}
+
+std::vector<std::string> reference_lines(const RefMib& mib) {
+    std::vector<std::string> out;
+    for (const auto& [name, value] : mib) out.push_back(ref_oid_text(name) + " " + ref_value_text(value));
+    return out;
+}
+
+ServedModule::ServedModule(const std::string& json) {
+    use_topology(json);
     init_lldpmib(nullptr, 1);
     drain();
 }

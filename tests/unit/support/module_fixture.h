@@ -9,6 +9,7 @@
 
 #include "lldpmib.h"
 #include "mib_walker.h"
+#include "reference_model.h"
 
 namespace lldpmib_test {
 
@@ -22,6 +23,12 @@ bool module_lock_free();
 time_t advance_clock(time_t seconds);
 // Client copies plus lists alive: what a leak check compares.
 uint64_t live_objects();
+
+// Loads json as the client's topology (failing the test on a refusal) with
+// the platform identity it names; its reference model.
+RefTopology use_topology(const std::string& json);
+// The reference's bindings as walker lines ("<oid> <TYPE> <value>"), in order.
+std::vector<std::string> reference_lines(const RefMib& mib);
 
 class ServedModule {
 public:
