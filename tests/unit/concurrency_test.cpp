@@ -16,7 +16,6 @@
 #include "kel_dt.h"
 #include "mib_walker.h"
 #include "module_fixture.h"
-#include "topology_gen.h"
 
 namespace lldpmib_test {
 namespace {
@@ -44,9 +43,7 @@ class ConcurrencyTest : public ModuleTest, public ::testing::WithParamInterface<
 protected:
     void SetUp() override {
         ModuleTest::SetUp();
-        topology_shape shape{.ports = 4, .neighbors_per_port = 3, .addrs_per_neighbor = 2,
-                             .unknown_tlvs_per_neighbor = 2, .org_tlvs_per_neighbor = 2, .local_addr_records = 2};
-        const RefTopology ref = use_topology(topology_json(*make_topology(shape)));
+        const RefTopology ref = use_topology(read_reference("all_tables.json"));
         for (const auto& line : reference_lines(ref.mib)) reference_.emplace(line.substr(0, line.find(' ')), line);
         for (const auto& [name, value] : ref.mib) names_.emplace_back(name.begin(), name.end());
         start();

@@ -10,30 +10,12 @@
 #include "mib_walker.h"
 #include "module_fixture.h"
 #include "platform_fault.h"
-#include "topology_gen.h"
 
 namespace lldpmib_test {
 namespace {
 
 // Every call up to this many is failed in turn; beyond it, calls are sampled.
 constexpr uint64_t kExhaustive = 48;
-
-// Every table filled, and a port without neighbours between ports with some.
-std::string sweep_topology() {
-    topology_shape shape{.ports = 3, .neighbors_per_port = 2, .addrs_per_neighbor = 3,
-                         .unknown_tlvs_per_neighbor = 2, .org_tlvs_per_neighbor = 2, .local_addr_records = 2};
-    auto t = make_topology(shape);
-    lldp_model::port quiet;
-    quiet.port_num = 9;
-    quiet.port_id = "Gi0/0/0/9";
-    quiet.port_desc = "no neighbours";
-    t->ports.push_back(quiet);
-    lldp_model::port last = t->ports[2];
-    last.port_num = 12;
-    last.port_id = "Gi0/0/0/12";
-    t->ports.push_back(last);
-    return topology_json(*t);
-}
 
 // The k values swept for an operation called `calls` times in a clean walk.
 std::vector<uint64_t> sweep_points(uint64_t calls) {
@@ -54,7 +36,8 @@ protected:
 };
 
 TEST_F(FaultSweepTest, EveryOperationFailedAtEveryCall) {
-    const RefTopology ref = use_topology(sweep_topology());
+    // Every table filled, and a port without neighbours between ports with some.
+    const RefTopology ref = use_topology(read_reference("all_tables.json"));
     const std::vector<std::string> want = reference_lines(ref.mib);
     std::map<std::string, std::string> by_name;
     for (const auto& line : want) by_name.emplace(line.substr(0, line.find(' ')), line);

@@ -12,12 +12,17 @@
 
 namespace lldpmib_test {
 
-std::string read_example(const std::string& name) {
-    std::ifstream in(std::string(LLDPMIB_EXAMPLES_DIR "/") + name);
+namespace {
+std::string read_text(const std::string& path) {
+    std::ifstream in(path);
     std::stringstream s;
     s << in.rdbuf();
     return s.str();
 }
+}  // namespace
+
+std::string read_example(const std::string& name) { return read_text(LLDPMIB_EXAMPLES_DIR "/" + name); }
+std::string read_reference(const std::string& name) { return read_text(LLDPMIB_REFERENCE_DIR "/" + name); }
 
 void set_debug(const std::string& flags) { kel_dt_configure(flags.c_str()); }
 
@@ -51,15 +56,13 @@ std::vector<std::string> reference_lines(const RefMib& mib) {
 ServedModule::ServedModule(const std::string& json) {
     use_topology(json);
     init_lldpmib(nullptr, 1);
-    drain();
+    drain_snapshots();
 }
 
 ServedModule::~ServedModule() {
-    drain();
+    drain_snapshots();
     init_lldpmib(nullptr, 0);
 }
-
-void ServedModule::drain() { drain_snapshots(); }
 
 void ModuleTest::SetUp() {
     advance_clock(1000);
@@ -80,13 +83,6 @@ void ModuleTest::TearDown() {
     set_debug("");
     platform_fault_reset();
     EXPECT_TRUE(module_lock_free()) << "module lock left held";
-}
-
-std::vector<std::string> ModuleTest::lines_with(const std::string& text) {
-    std::vector<std::string> out;
-    for (const std::string& l : take_lines())
-        if (l.find(text) != std::string::npos) out.push_back(l);
-    return out;
 }
 
 std::vector<std::string> ModuleTest::take_lines() {
