@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <array>
 #include <nlohmann/json.hpp>
 #include <map>
 #include <set>
@@ -178,17 +179,14 @@ std::string binding_text(const RefOid& name, const RefValue& v) {
     return ref_oid_text(name) + " " + ref_value_text(v);
 }
 
-struct copy_counts {
-    int64_t neighbors, interfaces, local_mas;
-};
-
-copy_counts live_copies() {
-    auto live = [](const char* copy, const char* free_op) {
-        return static_cast<int64_t>(platform_fault_calls(copy)) - static_cast<int64_t>(platform_fault_calls(free_op));
-    };
-    return {live("lldp_client_copy_neighbor_td", "lldp_client_free_neighbor_td"),
-            live("lldp_client_copy_interface_td", "lldp_client_free_interface_td"),
-            live("lldp_client_copy_local_ma_td", "lldp_client_free_local_ma_td")};
+// Client copies alive of neighbours, interfaces and local addresses.
+std::array<int64_t, 3> live_copies() {
+    std::array<int64_t, 3> out;
+    const char* what[3] = {"neighbor", "interface", "local_ma"};
+    for (int k = 0; k < 3; ++k)
+        out[k] = static_cast<int64_t>(platform_fault_calls(("lldp_client_copy_" + std::string(what[k]) + "_td").c_str())) -
+                 static_cast<int64_t>(platform_fault_calls(("lldp_client_free_" + std::string(what[k]) + "_td").c_str()));
+    return out;
 }
 
 }  // namespace
@@ -197,13 +195,12 @@ const std::vector<RefOid>& served_columns() {
     using namespace ref_oids;
     static const std::vector<RefOid> cols = [] {
         std::vector<RefOid> v;
-        for (uint32_t c = 1; c <= 6; ++c) v.push_back(column(local_system(), c));
-        for (uint32_t c = 2; c <= 4; ++c) v.push_back(column(loc_port_entry(), c));
-        for (uint32_t c = 3; c <= 6; ++c) v.push_back(column(loc_man_addr_entry(), c));
-        for (uint32_t c = 4; c <= 12; ++c) v.push_back(column(rem_entry(), c));
-        for (uint32_t c = 3; c <= 5; ++c) v.push_back(column(rem_man_addr_entry(), c));
-        v.push_back(column(rem_unknown_tlv_entry(), 2));
-        v.push_back(column(rem_org_def_entry(), 4));
+        const struct { RefOid entry; uint32_t first, last; } ranges[] = {
+            {local_system(), 1, 6},       {loc_port_entry(), 2, 4},        {loc_man_addr_entry(), 3, 6},
+            {rem_entry(), 4, 12},         {rem_man_addr_entry(), 3, 5},    {rem_unknown_tlv_entry(), 2, 2},
+            {rem_org_def_entry(), 4, 4}};
+        for (const auto& r : ranges)
+            for (uint32_t c = r.first; c <= r.last; ++c) v.push_back(column(r.entry, c));
         return v;
     }();
     return cols;
@@ -379,7 +376,7 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
         return out;
     }
     init_lldpmib(nullptr, 1);
-    const copy_counts base = live_copies();
+    const std::array<int64_t, 3> base = live_copies();
     static const bool check_copies = !getenv("LLDPMIB_MODEL_NO_COPY_CHECK");
     const auto& router = lldpmib_router();
 
@@ -423,9 +420,8 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
                           ref_oid_text(asked) + ", got " + got + ", want " + want;
             line += "   <== WRONG, want " + want;
         }
-        const copy_counts now = live_copies();
-        const int64_t live[3] = {now.neighbors - base.neighbors, now.interfaces - base.interfaces,
-                                 now.local_mas - base.local_mas};
+        std::array<int64_t, 3> live = live_copies();
+        for (int k = 0; k < 3; ++k) live[k] -= base[k];
         const int64_t most[3] = {static_cast<int64_t>(4 * ref.neighbors), static_cast<int64_t>(ref.ports),
                                  static_cast<int64_t>(ref.local_records)};
         if (out.ok && check_copies && (live[0] > most[0] || live[1] > most[1] || live[2] > most[2])) {
