@@ -31,6 +31,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -315,8 +316,55 @@ void raw_input(const uint8_t* data, size_t size) {
     init_lldpmib(nullptr, 0);
 }
 
+// A model case from the input: a topology seed, then request records.
+lldpmib_test::ModelCase model_case(const uint8_t* data, size_t size) {
+    struct reader {
+        const uint8_t* p;
+        size_t left;
+        uint8_t byte() {
+            if (!left) return 0;
+            --left;
+            return *p++;
+        }
+        uint32_t sub_id() {
+            uint8_t b = byte();
+            if (b < 0xF0) return b;
+            uint32_t v = 0;
+            for (int i = 0; i < 4; ++i) v |= uint32_t{byte()} << (8 * i);
+            return v;
+        }
+    } in{data, size};
+    uint64_t seed = 0;
+    for (int i = 0; i < 4; ++i) seed = seed << 8 | in.byte();
+    std::mt19937_64 topo_rng(seed);
+    lldpmib_test::ModelCase c;
+    c.topology = lldpmib_test::random_topology(topo_rng);
+    std::string err;
+    auto ref = lldpmib_test::reference_model(c.topology, &err);
+    // Request records: head (kind, manager, clock), source, then the source's bytes.
+    static const uint32_t kSteps[4] = {0, 1, 2, 100};
+    while (in.left && c.requests.size() < 64) {
+        uint8_t head = in.byte(), source = in.byte();
+        lldpmib_test::ModelRequest q;
+        q.kind = static_cast<lldpmib_test::ModelRequest::Kind>((head & 3) % 3);
+        q.manager = (head >> 2) & 3;
+        q.clock_step = kSteps[(head >> 4) & 3];
+        if (q.kind == lldpmib_test::ModelRequest::Walk) {
+            q.name = lldpmib_test::walk_roots()[source % lldpmib_test::walk_roots().size()];
+        } else if (head & 0x40) {  // raw: a served column and sub-identifiers
+            q.name = lldpmib_test::served_columns()[source % lldpmib_test::served_columns().size()];
+            for (uint8_t n = in.byte() % 24; n > 0 && in.left; --n) q.name.push_back(in.sub_id());
+        } else {  // a scattered name from a small generator
+            std::mt19937_64 r(uint64_t{source} << 8 | in.byte());
+            q.name = lldpmib_test::random_name(ref ? ref->mib : lldpmib_test::RefMib{}, r);
+        }
+        c.requests.push_back(std::move(q));
+    }
+    return c;
+}
+
 void model_input(const uint8_t* data, size_t size) {
-    lldpmib_test::ModelCase c = lldpmib_test::case_from_bytes(data, size);
+    lldpmib_test::ModelCase c = model_case(data, size);
     std::string err;
     auto ref = lldpmib_test::reference_model(c.topology, &err);
     if (!ref) {

@@ -1,14 +1,13 @@
 // The registry data, the debug flags and the method-routine frame.
 #include <gmock/gmock.h>
 
-#include <map>
-#include <string>
-#include <vector>
-
 #include <dlfcn.h>
 
 #include <fstream>
+#include <map>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "module_fixture.h"
 #include "platform_fault.h"
@@ -97,13 +96,7 @@ TEST(Registry, IdentifiersNameTableAndObjectListMatchTheReferenceList) {
 
 // ---- Debug flags ----
 
-class DebugFlags : public ModuleTest {
-protected:
-    void SetUp() override {
-        ModuleTest::SetUp();
-        lldp_debug_init(lldp_debug_arr_kel);
-    }
-};
+using DebugFlags = ModuleTest;  // registers the flags, captures the trace
 
 struct FlagLookup {
     const char* on;      // the only flag switched on
@@ -131,14 +124,6 @@ INSTANTIATE_TEST_SUITE_P(
                       FlagLookup{"snmp/mib/lldpmib/enable", "MIB", 1},
                       FlagLookup{"all", "Number of elements", 0},  // never registered
                       FlagLookup{"all", "no such flag", 0}));
-
-TEST_F(DebugFlags, RegistersEveryKeywordUnderItsRootAndLeavesTheLastRowUnregistered) {
-    EXPECT_STREQ("lldp/all", kel_dt_flag_path(lldp_debug_all));
-    EXPECT_STREQ("lldp/verbose", kel_dt_flag_path(lldp_verbose_debug));
-    EXPECT_STREQ("lldp/errors", kel_dt_flag_path(lldp_error_debug));
-    EXPECT_STREQ("snmp/mib/lldpmib", kel_dt_flag_path(lldp_mib_root));
-    EXPECT_EQ(nullptr, lldp_fd_max_elem_debug);
-}
 
 struct RegistrationFailure {
     uint64_t nth;  // which kel_dt_flag_init call of the registration fails
@@ -177,76 +162,6 @@ TEST_F(DebugFlags, LinesAreEmittedExactlyWhenTheirFlagIsOn) {
     LLDPMIB_VERBOSE("probe", "value %d", 7);
     LLDPMIB_MIB("probe", "hidden");
     EXPECT_EQ(std::vector<std::string>{"VERBOSE[probe] value 7"}, take_lines());
-}
-
-TEST_F(ModuleTest, ConfigurationAndStatisticsGroupsAnswerNothing) {
-    start();
-    ObjectInfo scalar{};
-    scalar.oid = {9, const_cast<uint32_t*>(lldpmib_OidList[0].oid.oid_ptr)};
-    uint32_t sids[] = {1, 0, 8802, 1, 1, 2, 1, 1, 1, 0};
-    OID incoming = {10, sids};
-    for (GetMethod m : {lldpConfiguration_get, lldpStatistics_get, lldpPortConfigEntry_get,
-                        lldpStatsTxPortEntry_get, lldpStatsRxPortEntry_get}) {
-        for (int st : {EXACT, NEXT}) EXPECT_EQ(nullptr, m(&incoming, &scalar, st, nullptr, 1));
-    }
-}
-
-// ---- Refusing changes ----
-
-OID oid_of(std::vector<uint32_t>& sids) { return OID{(int32_t)sids.size(), sids.data()}; }
-
-TEST(SetRefusal, ConfigurationScalarsRefuseWithGenErrAndCleanUp) {
-    std::vector<uint32_t> base = {1, 0, 8802, 1, 1, 2, 1, 1, 1};
-    ObjectInfo obj{};
-    obj.oid = oid_of(base);
-    std::vector<uint32_t> good = base, bad1 = base, bad2 = base;
-    good.push_back(0);
-    bad1.push_back(1);
-    bad2.insert(bad2.end(), {0, 0});
-    OID g = oid_of(good), b1 = oid_of(bad1), b2 = oid_of(bad2);
-    doList_t first = {}, second = {};
-    EXPECT_EQ(NO_CREATION_ERROR, lldpConfiguration_test(&b1, &obj, nullptr, &first, &first, nullptr));
-    EXPECT_EQ(NO_CREATION_ERROR, lldpConfiguration_test(&b2, &obj, nullptr, &first, &first, nullptr));
-    EXPECT_EQ(GEN_ERROR, lldpConfiguration_test(&g, &obj, nullptr, &first, &first, nullptr));
-    EXPECT_EQ(1, first.state);
-    EXPECT_NE(nullptr, first.data);
-    first.next = &second;
-    EXPECT_EQ(GEN_ERROR, lldpConfiguration_test(&g, &obj, nullptr, &first, &second, nullptr));
-    EXPECT_EQ(nullptr, second.data);  // refused before allocating
-    EXPECT_EQ(GEN_ERROR, first.set_routine(&first, &first, nullptr));
-    EXPECT_EQ(0, first.cleanup_routine(&first));
-    EXPECT_EQ(0, k_lldpConfiguration_ready(nullptr, nullptr, &first, &second));
-    EXPECT_EQ(3, second.state);
-}
-
-TEST(SetRefusal, PortConfigurationRefusesWithNoAccessOrGenErrForTheSamePort) {
-    std::vector<uint32_t> base = {1, 0, 8802, 1, 1, 2, 1, 1, 6, 1, 2};
-    ObjectInfo obj{};
-    obj.oid = oid_of(base);
-    std::vector<uint32_t> port4 = base;
-    port4.push_back(4);
-    OID p4 = oid_of(port4);
-    doList_t head = {}, cur = {};
-    EXPECT_EQ(NO_ACCESS_ERROR, lldpPortConfigEntry_test(&p4, &obj, nullptr, nullptr, &cur, nullptr));
-    EXPECT_EQ(1, cur.state);
-    EXPECT_EQ(nullptr, cur.data);
-    EXPECT_EQ(0, k_lldpPortConfigEntry_set_defaults(&head));
-    lldpPortConfigEntry_t* row = (lldpPortConfigEntry_t*)head.data;
-    EXPECT_EQ(3, row->lldpPortConfigAdminStatus);
-    EXPECT_EQ(2, row->lldpPortConfigNotificationEnable);
-    head.set_routine = lldpPortConfigEntry_set;
-    row->lldpPortConfigPortNum = 5;
-    EXPECT_EQ(NO_ACCESS_ERROR, lldpPortConfigEntry_test(&p4, &obj, nullptr, &head, &cur, nullptr));
-    row->lldpPortConfigPortNum = 4;
-    EXPECT_EQ(GEN_ERROR, lldpPortConfigEntry_test(&p4, &obj, nullptr, &head, &cur, nullptr));
-    lldpPortConfigEntry_t* copy = Clone_lldpPortConfigEntry(row);
-    ASSERT_NE(nullptr, copy);
-    lldpPortConfigEntry_free(copy);
-    EXPECT_EQ(0, row->lldpPortConfigTLVsTxEnable->length);  // the source keeps its string
-    EXPECT_EQ(0, lldpPortConfigEntry_cleanup(&head));
-    EXPECT_EQ(nullptr, Clone_lldpPortConfigEntry(nullptr));
-    EXPECT_EQ(NOT_WRITABLE_ERROR, lldpLocManAddrEntry_test(&p4, &obj, nullptr, nullptr, &cur, nullptr));
-    EXPECT_EQ(13, lldp_dummy_error_status(13));
 }
 
 }  // namespace

@@ -17,25 +17,20 @@ using lldpmib_test::module_lock_free;
 namespace {
 
 // A scratch directory that platform_access looks into instead of "/".
-class AccessRoot {
-public:
-    AccessRoot() {
+struct AccessRoot {
+    std::string dir = [] {
         char tmpl[] = "/tmp/lldpmib-root-XXXXXX";
-        dir_ = mkdtemp(tmpl);
-        platform_set_access_root(dir_.c_str());
+        return std::string(mkdtemp(tmpl));
+    }();
+    explicit AccessRoot(bool tovra_library) {
+        platform_set_access_root(dir.c_str());
+        if (tovra_library)
+            EXPECT_EQ(0, system(("mkdir -p '" + dir + "/pkg/lib' && touch '" + dir + "/pkg/lib/libtovra.so'").c_str()));
     }
     ~AccessRoot() {
         platform_set_access_root(nullptr);
-        std::string cmd = "rm -rf '" + dir_ + "'";
-        (void)!system(cmd.c_str());
+        (void)!system(("rm -rf '" + dir + "'").c_str());
     }
-    void add_tovra_library() {
-        std::string cmd = "mkdir -p '" + dir_ + "/pkg/lib' && touch '" + dir_ + "/pkg/lib/libtovra.so'";
-        ASSERT_EQ(0, system(cmd.c_str()));
-    }
-
-private:
-    std::string dir_;
 };
 
 class StartupTest : public ModuleTest {
@@ -139,8 +134,7 @@ protected:
 
 TEST_P(StartStopTest, TracesEveryStepReleasesEverythingAndLocksSafelyAfterwards) {
     const Scenario& s = GetParam();
-    AccessRoot root;
-    if (s.tovra_library) root.add_tovra_library();
+    AccessRoot root(s.tovra_library);
     take_lines();
     start_and_stop(s, [&] {
         EXPECT_EQ(s.running, lldpmib_intf_cache_timer_leaf != nullptr);
@@ -182,13 +176,6 @@ TEST_P(StartStopTest, TracesEveryStepReleasesEverythingAndLocksSafelyAfterwards)
 
 INSTANTIATE_TEST_SUITE_P(Scenarios, StartStopTest, ::testing::ValuesIn(kScenarios),
                          [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(StartupTest, RegistersFlagsAndHandsTheAgentItsTables) {
-    start();
-    EXPECT_EQ(lldpmib_oid_table, snmp_loaded_oid_table());
-    EXPECT_STREQ("lldp/trace", kel_dt_flag_path(lldp_trace_debug));
-    EXPECT_STREQ("snmp/mib/lldpmib/enable", kel_dt_flag_path(lldp_mib_debug));
-}
 
 TEST_F(StartupTest, TimerHandlerStopsExpiredLeavesUnderTheLock) {
     start();

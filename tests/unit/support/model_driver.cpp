@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <array>
 #include <nlohmann/json.hpp>
 #include <map>
 #include <set>
@@ -64,39 +65,24 @@ ojson bytes_field(rng_t& r, const std::vector<uint8_t>& b) {
 // first 14 characters.
 std::vector<uint8_t> mac_like(rng_t& r) {
     auto hex = [&] { return "0123456789abcdefABCDEF"[pick(r, 22)]; };
+    const uint64_t form = pick(r, 6);
+    if (form == 5) return random_bytes(r, 6, 6);
     std::string s;
-    switch (pick(r, 6)) {
-    case 0:
-    case 1:  // 0011.2233.4455
-        for (int i = 0; i < 14; ++i) s += (i == 4 || i == 9) ? '.' : hex();
-        break;
-    case 2:  // dots elsewhere
-        for (int i = 0; i < 14; ++i) s += (i == 0 || i == 13) ? '.' : hex();
-        break;
-    case 3:  // not hex
-        for (int i = 0; i < 14; ++i) s += (i == 6) ? 'z' : (i == 4 || i == 9) ? '.' : hex();
-        break;
-    case 4:  // fewer digits, more dots
-        for (int i = 0; i < 14; ++i) s += (i % 3 == 0) ? '.' : hex();
-        break;
-    default:
-        return random_bytes(r, 6, 6);
-    }
+    for (int i = 0; i < 14; ++i) switch (form) {
+        case 0: case 1: s += (i == 4 || i == 9) ? '.' : hex(); break;               // 0011.2233.4455
+        case 2: s += (i == 0 || i == 13) ? '.' : hex(); break;                      // dots elsewhere
+        case 3: s += (i == 6) ? 'z' : (i == 4 || i == 9) ? '.' : hex(); break;      // not hex
+        default: s += (i % 3 == 0) ? '.' : hex();                                   // fewer digits, more dots
+        }
     return {s.begin(), s.end()};
 }
 
 ojson random_address(rng_t& r, bool remote) {
-    std::string a;
-    switch (pick(r, 10)) {
-    case 0: a = "0.0.0.0"; break;
-    case 1: a = "::"; break;
-    case 2: a = "255.255.255.255"; break;
-    case 3: a = "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"; break;
-    case 4:
-    case 5:
-    case 6: a = "10.0." + std::to_string(pick(r, 3)) + "." + std::to_string(pick(r, 4)); break;
-    default: a = "2001:db8::" + std::to_string(pick(r, 4)); break;
-    }
+    static const char* fixed[] = {"0.0.0.0", "::", "255.255.255.255", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"};
+    const uint64_t k = pick(r, 10);
+    std::string a = k < 4   ? fixed[k]
+                    : k < 7 ? "10.0." + std::to_string(pick(r, 3)) + "." + std::to_string(pick(r, 4))
+                            : "2001:db8::" + std::to_string(pick(r, 4));
     if (!remote && (a == "0.0.0.0" || a == "::") && chance(r, 70)) a = "192.0.2." + std::to_string(pick(r, 4));
     ojson o{{"addr", a}};
     if (chance(r, 60)) o["if_id"] = one_of<uint64_t>(r, {0, 1, 7, 2147483648ull, kMaxSub, pick(r, 100000)});
@@ -107,11 +93,10 @@ ojson random_address(rng_t& r, bool remote) {
 ojson random_oui(rng_t& r) {
     switch (pick(r, 7)) {
     case 0: return 0;
-    case 1: return "00:80:c2";
+    case 1: case 5: return "00:80:c2";
     case 2: return "00-12-0F";
     case 3: return "ffffff";
     case 4: return 0xffffff;
-    case 5: return "00:80:c2";
     default: return pick(r, 0x1000000);
     }
 }
@@ -175,33 +160,6 @@ std::vector<uint32_t> distinct(rng_t& r, size_t n, std::initializer_list<uint32_
     return out;
 }
 
-const std::vector<RefOid>& served_columns() {
-    using namespace ref_oids;
-    static const std::vector<RefOid> cols = [] {
-        std::vector<RefOid> v;
-        for (uint32_t c = 1; c <= 6; ++c) v.push_back(column(local_system(), c));
-        for (uint32_t c = 2; c <= 4; ++c) v.push_back(column(loc_port_entry(), c));
-        for (uint32_t c = 3; c <= 6; ++c) v.push_back(column(loc_man_addr_entry(), c));
-        for (uint32_t c = 4; c <= 12; ++c) v.push_back(column(rem_entry(), c));
-        for (uint32_t c = 3; c <= 5; ++c) v.push_back(column(rem_man_addr_entry(), c));
-        v.push_back(column(rem_unknown_tlv_entry(), 2));
-        v.push_back(column(rem_org_def_entry(), 4));
-        return v;
-    }();
-    return cols;
-}
-
-const std::vector<RefOid>& walk_roots() {
-    using namespace ref_oids;
-    static const std::vector<RefOid> roots{mib_root(),         mib_root(),
-                                           local_system(),     loc_port_entry(),
-                                           loc_man_addr_entry(), rem_entry(),
-                                           rem_entry(),        rem_man_addr_entry(),
-                                           rem_unknown_tlv_entry(), rem_org_def_entry(),
-                                           column(rem_entry(), 9), column(rem_man_addr_entry(), 4)};
-    return roots;
-}
-
 uint32_t boundary(rng_t& r, uint32_t x) {
     return one_of<uint32_t>(r, {0, 1, kMaxIndex, kMaxIndex + 1u, kMaxSub, x + 1, x - 1, 9, 126, 127, 255, 256});
 }
@@ -221,20 +179,41 @@ std::string binding_text(const RefOid& name, const RefValue& v) {
     return ref_oid_text(name) + " " + ref_value_text(v);
 }
 
-struct copy_counts {
-    int64_t neighbors, interfaces, local_mas;
-};
-
-copy_counts live_copies() {
-    auto live = [](const char* copy, const char* free_op) {
-        return static_cast<int64_t>(platform_fault_calls(copy)) - static_cast<int64_t>(platform_fault_calls(free_op));
-    };
-    return {live("lldp_client_copy_neighbor_td", "lldp_client_free_neighbor_td"),
-            live("lldp_client_copy_interface_td", "lldp_client_free_interface_td"),
-            live("lldp_client_copy_local_ma_td", "lldp_client_free_local_ma_td")};
+// Client copies alive of neighbours, interfaces and local addresses.
+std::array<int64_t, 3> live_copies() {
+    std::array<int64_t, 3> out;
+    const char* what[3] = {"neighbor", "interface", "local_ma"};
+    for (int k = 0; k < 3; ++k)
+        out[k] = static_cast<int64_t>(platform_fault_calls(("lldp_client_copy_" + std::string(what[k]) + "_td").c_str())) -
+                 static_cast<int64_t>(platform_fault_calls(("lldp_client_free_" + std::string(what[k]) + "_td").c_str()));
+    return out;
 }
 
 }  // namespace
+
+const std::vector<RefOid>& served_columns() {
+    using namespace ref_oids;
+    static const std::vector<RefOid> cols = [] {
+        std::vector<RefOid> v;
+        const struct { RefOid entry; uint32_t first, last; } ranges[] = {
+            {local_system(), 1, 6},       {loc_port_entry(), 2, 4},        {loc_man_addr_entry(), 3, 6},
+            {rem_entry(), 4, 12},         {rem_man_addr_entry(), 3, 5},    {rem_unknown_tlv_entry(), 2, 2},
+            {rem_org_def_entry(), 4, 4}};
+        for (const auto& r : ranges)
+            for (uint32_t c = r.first; c <= r.last; ++c) v.push_back(column(r.entry, c));
+        return v;
+    }();
+    return cols;
+}
+
+const std::vector<RefOid>& walk_roots() {
+    using namespace ref_oids;
+    static const std::vector<RefOid> roots{
+        mib_root(), mib_root(), local_system(), loc_port_entry(), loc_man_addr_entry(), rem_entry(), rem_entry(),
+        rem_man_addr_entry(), rem_unknown_tlv_entry(), rem_org_def_entry(), column(rem_entry(), 9),
+        column(rem_man_addr_entry(), 4)};
+    return roots;
+}
 
 time_t move_clock(time_t seconds) {
     static time_t fake_now = 2000000000;
@@ -327,13 +306,9 @@ RefOid random_name(const RefMib& mib, rng_t& r) {
     }
     size_t object_len = name.size() > 9 && name[6] == 1 && name[7] == 3 && name[8] <= 6 ? 9 : 11;
     switch (pick(r, 9)) {
-    case 0:
-    case 1: break;  // as it is
-    case 2:         // a prefix
-        name.resize(1 + pick(r, name.size()));
-        break;
-    case 3:  // one sub-identifier of the instance at or past its range
-    case 4:
+    case 0: case 1: break;                                   // as it is
+    case 2: name.resize(1 + pick(r, name.size())); break;   // a prefix
+    case 3: case 4:  // one sub-identifier of the instance at or past its range
         if (name.size() > object_len) {
             size_t at = object_len + pick(r, name.size() - object_len);
             name[at] = boundary(r, name[at]);
@@ -342,9 +317,7 @@ RefOid random_name(const RefMib& mib, rng_t& r) {
     case 5:  // too long
         for (size_t i = 1 + pick(r, 3); i > 0; --i) name.push_back(chance(r, 50) ? 0 : boundary(r, 1));
         break;
-    case 6:  // too short
-        name.resize(name.size() - std::min<size_t>(name.size() - 1, 1 + pick(r, 3)));
-        break;
+    case 6: name.resize(name.size() - std::min<size_t>(name.size() - 1, 1 + pick(r, 3))); break;  // too short
     case 7: {  // a bad string length in an address index
         size_t at = name.size() > 15 && name[7] == 4 && name[8] == 2   ? 15
                     : name.size() > 12 && name[7] == 3 && name[8] == 8 ? 12
@@ -386,13 +359,9 @@ std::vector<ModelRequest> random_requests(const RefTopology& ref, rng_t& r, size
 }
 
 std::string request_text(const ModelRequest& q) {
-    std::string s = "m" + std::to_string(q.manager) + " +" + std::to_string(q.clock_step) + "s ";
-    switch (q.kind) {
-    case ModelRequest::Get: return s + "GET " + ref_oid_text(q.name);
-    case ModelRequest::Next: return s + "GET-NEXT " + ref_oid_text(q.name);
-    case ModelRequest::Walk: return s + "WALK " + ref_oid_text(q.name);
-    }
-    return s;
+    static const char* kinds[] = {"GET ", "GET-NEXT ", "WALK "};
+    return "m" + std::to_string(q.manager) + " +" + std::to_string(q.clock_step) + "s " + kinds[q.kind] +
+           ref_oid_text(q.name);
 }
 
 ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<std::string>* transcript) {
@@ -407,7 +376,7 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
         return out;
     }
     init_lldpmib(nullptr, 1);
-    const copy_counts base = live_copies();
+    const std::array<int64_t, 3> base = live_copies();
     static const bool check_copies = !getenv("LLDPMIB_MODEL_NO_COPY_CHECK");
     const auto& router = lldpmib_router();
 
@@ -451,17 +420,16 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
                           ref_oid_text(asked) + ", got " + got + ", want " + want;
             line += "   <== WRONG, want " + want;
         }
-        const copy_counts now = live_copies();
-        const int64_t n = now.neighbors - base.neighbors, f = now.interfaces - base.interfaces,
-                      l = now.local_mas - base.local_mas;
-        if (out.ok && check_copies && (n > static_cast<int64_t>(4 * ref.neighbors) || f > static_cast<int64_t>(ref.ports) ||
-                       l > static_cast<int64_t>(ref.local_records))) {
+        std::array<int64_t, 3> live = live_copies();
+        for (int k = 0; k < 3; ++k) live[k] -= base[k];
+        const int64_t most[3] = {static_cast<int64_t>(4 * ref.neighbors), static_cast<int64_t>(ref.ports),
+                                 static_cast<int64_t>(ref.local_records)};
+        if (out.ok && check_copies && (live[0] > most[0] || live[1] > most[1] || live[2] > most[2])) {
             out.ok = false;
-            out.message = "request " + std::to_string(i + 1) + " (" + request_text(q) +
-                          "): live copies neighbours " + std::to_string(n) + " (at most " +
-                          std::to_string(4 * ref.neighbors) + "), interfaces " + std::to_string(f) +
-                          " (at most " + std::to_string(ref.ports) + "), local addresses " +
-                          std::to_string(l) + " (at most " + std::to_string(ref.local_records) + ")";
+            out.message = "request " + std::to_string(i + 1) + " (" + request_text(q) + "): live copies";
+            const char* what[3] = {" neighbours ", ", interfaces ", ", local addresses "};
+            for (int k = 0; k < 3; ++k)
+                out.message += what[k] + std::to_string(live[k]) + " (at most " + std::to_string(most[k]) + ")";
             line += "   <== TOO MANY COPIES: " + out.message;
         }
         if (!out.ok) out.failed_at = i;
@@ -534,52 +502,6 @@ std::string failure_report(const std::string& title, const ModelCase& original, 
                     " requests (mN = manager N, +Ns = clock moved before the request):\n";
     for (size_t i = 0; i < transcript.size(); ++i) s += "    " + std::to_string(i + 1) + ". " + transcript[i] + "\n";
     return s;
-}
-
-ModelCase case_from_bytes(const uint8_t* data, size_t size) {
-    struct reader {
-        const uint8_t* p;
-        size_t left;
-        uint8_t byte() {
-            if (!left) return 0;
-            --left;
-            return *p++;
-        }
-        uint32_t sub_id() {
-            uint8_t b = byte();
-            if (b < 0xF0) return b;
-            uint32_t v = 0;
-            for (int i = 0; i < 4; ++i) v |= uint32_t{byte()} << (8 * i);
-            return v;
-        }
-    } in{data, size};
-    uint64_t seed = 0;
-    for (int i = 0; i < 4; ++i) seed = seed << 8 | in.byte();
-    rng_t topo_rng(seed);
-    ModelCase c;
-    c.topology = random_topology(topo_rng);
-    std::string err;
-    auto ref = reference_model(c.topology, &err);
-    // Request records: head (kind, manager, clock), source, then the source's bytes.
-    static const uint32_t kSteps[4] = {0, 1, 2, 100};
-    while (in.left && c.requests.size() < 64) {
-        uint8_t head = in.byte(), source = in.byte();
-        ModelRequest q;
-        q.kind = static_cast<ModelRequest::Kind>((head & 3) % 3);
-        q.manager = (head >> 2) & 3;
-        q.clock_step = kSteps[(head >> 4) & 3];
-        if (q.kind == ModelRequest::Walk) {
-            q.name = walk_roots()[source % walk_roots().size()];
-        } else if (head & 0x40) {  // raw: a served column and sub-identifiers
-            q.name = served_columns()[source % served_columns().size()];
-            for (uint8_t n = in.byte() % 24; n > 0 && in.left; --n) q.name.push_back(in.sub_id());
-        } else {  // a scattered name from a small generator
-            rng_t r(uint64_t{source} << 8 | in.byte());
-            q.name = random_name(ref ? ref->mib : RefMib{}, r);
-        }
-        c.requests.push_back(std::move(q));
-    }
-    return c;
 }
 
 }  // namespace lldpmib_test

@@ -2,18 +2,17 @@
 // random topologies (JSON text), request sequences from several managers
 // interleaved, each answer checked against the reference model, the module's
 // live record copies checked against the topology's record counts, and the
-// shrinking of a failing sequence.
-//
-// A case runs the module as the agent does: identity from the topology, the
-// module started, every request routed through mib_router over lldpmib_OidList
-// with the fake clock moved before it, the module stopped at the end.
+// shrinking of a failing sequence.  A case runs the module as the agent does:
+// identity from the topology, the module started, every request routed
+// through mib_router over lldpmib_OidList with the fake clock moved before it,
+// the module stopped at the end.
 #pragma once
 #include <stddef.h>
 #include <stdint.h>
+#include <time.h>
 
 #include <random>
 #include <string>
-#include <time.h>
 #include <vector>
 
 #include "reference_model.h"
@@ -47,42 +46,36 @@ struct ModelOutcome {
 // subtypes, equal element keys, TLV keys inside and outside the MIB's ranges,
 // local management addresses, LLDP disabled sometimes.
 std::string random_topology(std::mt19937_64& rng);
-
 // A random request sequence over a topology whose reference is ref.
 std::vector<ModelRequest> random_requests(const RefTopology& ref, std::mt19937_64& rng,
                                           size_t max_requests = 120);
-
 // A scattered name to ask: an existing instance, a prefix, an instance with
 // sub-identifiers at or past their range, too long or too short, a bad string
 // length.
 RefOid random_name(const RefMib& mib, std::mt19937_64& rng);
+// The columns a scattered name starts from, and the subtrees walks go over.
+const std::vector<RefOid>& served_columns();
+const std::vector<RefOid>& walk_roots();
 
 // Runs a case on the module; transcript (when given) gets one readable line
 // per request run.  LLDPMIB_MODEL_NO_COPY_CHECK=1 leaves out the check of the
 // live copies (to look at the answers alone).
 ModelOutcome run_case(const ModelCase& c, const RefTopology& ref,
                       std::vector<std::string>* transcript = nullptr);
-
 // The shortest failing sequence found by dropping managers and requests (and
 // zeroing clock steps) while the case still fails.
 ModelCase shrink_case(const ModelCase& c, const RefTopology& ref);
-
 // The failure report: seed, topology, the shrunk sequence with answers.
 std::string failure_report(const std::string& title, const ModelCase& original,
                            const RefTopology& ref);
+// One request as text ("m1 +2s GET-NEXT 1.0.8802...").
+std::string request_text(const ModelRequest& r);
 
 // Moves the fake clock every test shares by seconds; the new time.
 time_t move_clock(time_t seconds);
-
 // Every snapshot stale, then one missing GET per table (names not in mib), so
 // that each table drops what it kept (best effort: copies a table keeps anyway
 // do not count against a later case, which counts from its own start).
 void drain_snapshots(const RefMib* mib = nullptr);
-
-// A case from fuzzer bytes: a topology seed, then request records.
-ModelCase case_from_bytes(const uint8_t* data, size_t size);
-
-// One request as text ("m1 +2s GET-NEXT 1.0.8802...").
-std::string request_text(const ModelRequest& r);
 
 }  // namespace lldpmib_test

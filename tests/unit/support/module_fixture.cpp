@@ -12,12 +12,17 @@
 
 namespace lldpmib_test {
 
-std::string read_example(const std::string& name) {
-    std::ifstream in(std::string(LLDPMIB_EXAMPLES_DIR "/") + name);
+namespace {
+std::string read_text(const std::string& path) {
+    std::ifstream in(path);
     std::stringstream s;
     s << in.rdbuf();
     return s.str();
 }
+}  // namespace
+
+std::string read_example(const std::string& name) { return read_text(LLDPMIB_EXAMPLES_DIR "/" + name); }
+std::string read_reference(const std::string& name) { return read_text(LLDPMIB_REFERENCE_DIR "/" + name); }
 
 void set_debug(const std::string& flags) { kel_dt_configure(flags.c_str()); }
 
@@ -31,7 +36,7 @@ time_t advance_clock(time_t seconds) { return move_clock(seconds); }
 
 uint64_t live_objects() { return uint64_t{lldp_client_live_copies()} + kel_list_live_count(); }
 
-ServedModule::ServedModule(const std::string& json) {
+RefTopology use_topology(const std::string& json) {
     unsetenv("ENKT_ACTIVE");
     std::string err;
     auto ref = reference_model(json, &err);
@@ -39,16 +44,25 @@ ServedModule::ServedModule(const std::string& json) {
     if (ref) platform_set_identity(ref->router_type, ref->node_id);
     char msg[512] = "";
     EXPECT_EQ(0, lldp_client_use_topology_text(json.c_str(), "test", msg, sizeof msg)) << msg;
+    return ref ? *ref : RefTopology{};
+}
+
+std::vector<std::string> reference_lines(const RefMib& mib) {
+    std::vector<std::string> out;
+    for (const auto& [name, value] : mib) out.push_back(ref_oid_text(name) + " " + ref_value_text(value));
+    return out;
+}
+
+ServedModule::ServedModule(const std::string& json) {
+    use_topology(json);
     init_lldpmib(nullptr, 1);
-    drain();
+    drain_snapshots();
 }
 
 ServedModule::~ServedModule() {
-    drain();
+    drain_snapshots();
     init_lldpmib(nullptr, 0);
 }
-
-void ServedModule::drain() { drain_snapshots(); }
 
 void ModuleTest::SetUp() {
     advance_clock(1000);
@@ -69,13 +83,6 @@ void ModuleTest::TearDown() {
     set_debug("");
     platform_fault_reset();
     EXPECT_TRUE(module_lock_free()) << "module lock left held";
-}
-
-std::vector<std::string> ModuleTest::lines_with(const std::string& text) {
-    std::vector<std::string> out;
-    for (const std::string& l : take_lines())
-        if (l.find(text) != std::string::npos) out.push_back(l);
-    return out;
 }
 
 std::vector<std::string> ModuleTest::take_lines() {

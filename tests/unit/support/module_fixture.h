@@ -9,11 +9,14 @@
 
 #include "lldpmib.h"
 #include "mib_walker.h"
+#include "model_driver.h"
+#include "reference_model.h"
 
 namespace lldpmib_test {
 
-// examples/NAME as text.
+// examples/NAME, and the reference directory's NAME, as text.
 std::string read_example(const std::string& name);
+std::string read_reference(const std::string& name);
 // Trace flags as LLDPMIB_DEBUG takes them ("all", "lldp/verbose", "").
 void set_debug(const std::string& flags);
 // True when the module lock is free (a destroyed mutex is free too).
@@ -23,14 +26,19 @@ time_t advance_clock(time_t seconds);
 // Client copies plus lists alive: what a leak check compares.
 uint64_t live_objects();
 
+// Loads json as the client's topology (failing the test on a refusal) with
+// the platform identity it names; its reference model.
+RefTopology use_topology(const std::string& json);
+// The reference's bindings as walker lines ("<oid> <TYPE> <value>"), in order.
+std::vector<std::string> reference_lines(const RefMib& mib);
+
 class ServedModule {
 public:
-    // Loads json (failing the test on a refusal) and starts the module.
+    // Loads json (failing the test on a refusal) and starts the module,
+    // snapshots drained (every one stale, then a missing GET per table).
     explicit ServedModule(const std::string& json);
     ~ServedModule();
-    // Every snapshot stale, then a missing GET per table, so that each
-    // table drops what it kept.
-    void drain();
+    void drain() { drain_snapshots(); }
 };
 
 // Base of tests that start the module themselves: fault counters and trace
@@ -42,9 +50,8 @@ protected:
     // Starts the module; TearDown stops it.
     void start();
     time_t now() const { return advance_clock(0); }
-    // Lines captured since the last call; those of them containing text.
+    // Lines captured since the last call.
     std::vector<std::string> take_lines();
-    std::vector<std::string> lines_with(const std::string& text);
     bool started_ = false;
 };
 

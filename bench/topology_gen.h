@@ -1,4 +1,4 @@
-// Synthetic topologies of any size for benches, sweeps and the fuzzer:
+// Synthetic topologies of any size for the benches and the fuzzer:
 // ports x neighbours per port, each neighbour with a given number of
 // management addresses, unknown TLVs and organisationally defined TLVs.
 // Deterministic for a given shape.
