@@ -24,8 +24,9 @@ struct AccessRoot {
     }();
     explicit AccessRoot(bool tovra_library) {
         platform_set_access_root(dir.c_str());
-        if (tovra_library)
+        if (tovra_library) {
             EXPECT_EQ(0, system(("mkdir -p '" + dir + "/pkg/lib' && touch '" + dir + "/pkg/lib/libtovra.so'").c_str()));
+        }
     }
     ~AccessRoot() {
         platform_set_access_root(nullptr);

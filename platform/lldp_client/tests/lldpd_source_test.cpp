@@ -51,7 +51,9 @@ TEST(Lldpd, ManagementAddressFromLldpdText) {
         padded.resize(16);
         EXPECT_EQ(u8s(a.octets.begin(), a.octets.end()), padded);
         EXPECT_EQ(a.if_id, c.octets.empty() ? 77u : c.if_index < 0 ? 0u : uint32_t(c.if_index));
-        if (!c.octets.empty()) EXPECT_EQ(a.effective_subtype(), c.octets.size() == 16 ? 2 : 1);
+        if (!c.octets.empty()) {
+            EXPECT_EQ(a.effective_subtype(), c.octets.size() == 16 ? 2 : 1);
+        }
     }
 }
 
