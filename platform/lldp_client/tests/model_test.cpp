@@ -153,7 +153,9 @@ lldp_addr_element key(const char* text) {
     lldp_addr_element k{};
     address a = addr(text, 0);
     k.addr_type = a.ipv6;
-    uint32_t host = ntohl(*reinterpret_cast<uint32_t*>(a.octets.data()));
+    uint32_t net = 0;
+    std::memcpy(&net, a.octets.data(), std::min<size_t>(4, a.octets.size()));
+    uint32_t host = ntohl(net);
     std::memcpy(k.addr, a.ipv6 ? static_cast<void*>(a.octets.data()) : &host, a.ipv6 ? 16 : 4);
     return k;
 }
