@@ -3,9 +3,9 @@ alone by a small model of the serving rules: {name tuple: 'TYPE value'}."""
 import ipaddress
 import json
 
-from conftest import LLDP_MIB
 
-MIB = tuple(int(x) for x in LLDP_MIB.split("."))
+
+MIB = (1, 0, 8802, 1, 1, 2)  # lldpMIB
 
 
 def _bytes(v):
@@ -101,4 +101,4 @@ def dotted(name):
 def walk(topo):
     """The whole served lldpMIB in walk order, as '<oid> <TYPE> <value>' lines."""
     ref = reference(topo)
-    return [f"{dotted(n)} {ref[n]}" for n in sorted(ref)]
+    return [".".join(map(str, n)) + " " + ref[n] for n in sorted(ref)]

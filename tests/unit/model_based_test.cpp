@@ -5,14 +5,12 @@
 // moving less and more than a snapshot's second between requests; and the
 // module never holds more record copies than the topology has records.
 //
-// LLDPMIB_MODEL_SEQUENCES (default 6000) and LLDPMIB_MODEL_SEED (default
+// LLDPMIB_MODEL_SEQUENCES (default 3000) and LLDPMIB_MODEL_SEED (default
 // 1100) set how many random sequences run and the first one's seed; sequence
-// i uses seed + i, so a failure reported for seed S reruns alone with
-// LLDPMIB_MODEL_SEED=S LLDPMIB_MODEL_SEQUENCES=1.
+// i uses seed + i for its topology (model_cases.py) and its requests, so a
+// failure reported for seed S reruns alone with LLDPMIB_MODEL_SEED=S
+// LLDPMIB_MODEL_SEQUENCES=1.
 #include <gtest/gtest.h>
-
-#include <fstream>
-#include <sstream>
 
 #include "kel_dt.h"
 #include "lldp_client.h"
@@ -22,7 +20,7 @@
 #include "module_fixture.h"
 #include "platform_fault.h"
 #include "platform_sys.h"
-#include "reference_model.h"
+#include "reference.h"
 
 namespace lldpmib_test {
 namespace {
@@ -32,13 +30,6 @@ uint64_t env_number(const char* name, uint64_t dflt) {
     return v && *v ? std::strtoull(v, nullptr, 0) : dflt;
 }
 
-
-RefTopology reference_of(const std::string& json) {
-    std::string err;
-    auto ref = reference_model(json, &err);
-    EXPECT_TRUE(ref) << err;
-    return ref ? *ref : RefTopology{};
-}
 
 class ModelBasedTest : public ::testing::Test {
 protected:
@@ -50,26 +41,24 @@ protected:
 };
 
 TEST_F(ModelBasedTest, RandomSequencesAnswerAsTheReference) {
-    const uint64_t count = env_number("LLDPMIB_MODEL_SEQUENCES", 6000);
+    const uint64_t count = env_number("LLDPMIB_MODEL_SEQUENCES", 3000);
     const uint64_t base = env_number("LLDPMIB_MODEL_SEED", 1100);
+    const std::vector<RefTopology> topologies = reference_cases(base, count);
+    ASSERT_EQ(count, topologies.size());
     size_t failures = 0, requests = 0;
     std::string reports;
     for (uint64_t i = 0; i < count; ++i) {
         const uint64_t seed = base + i;
+        const RefTopology& ref = topologies[i];
         std::mt19937_64 rng(seed);
-        ModelCase c;
-        c.topology = random_topology(rng);
-        std::string err;
-        auto ref = reference_model(c.topology, &err);
-        ASSERT_TRUE(ref) << "seed " << seed << ": " << err << "\n" << c.topology;
-        c.requests = random_requests(*ref, rng, 60);
+        ModelCase c{random_requests(ref, rng)};
         requests += c.requests.size();
-        ModelOutcome o = run_case(c, *ref);
+        ModelOutcome o = run_case(c, ref);
         if (o.ok) continue;
         if (++failures <= 3)
             reports += failure_report("sequence seed " + std::to_string(seed) + " (rerun: LLDPMIB_MODEL_SEED=" +
                                           std::to_string(seed) + " LLDPMIB_MODEL_SEQUENCES=1)",
-                                      c, *ref) +
+                                      c, ref) +
                        "  first run: " + o.message + "\n";
     }
     EXPECT_EQ(0u, failures) << failures << " of " << count << " sequences (" << requests
@@ -80,7 +69,7 @@ TEST_F(ModelBasedTest, RandomSequencesAnswerAsTheReference) {
 // nothing or a second: no table keeps more copies than its records.
 TEST_F(ModelBasedTest, ThousandWalksPerTableKeepCopiesWithinTheRecords) {
     const std::string json = read_example("default.json");
-    RefTopology ref = reference_of(json);
+    const RefTopology& ref = reference_of(json);
     platform_set_identity(ref.router_type, ref.node_id);
     char err[256] = "";
     ASSERT_EQ(0, lldp_client_use_topology_text(json.c_str(), "default.json", err, sizeof err)) << err;
@@ -107,27 +96,25 @@ TEST_F(ModelBasedTest, ThousandWalksPerTableKeepCopiesWithinTheRecords) {
     time_t now = 2100000000;
     for (const table& t : tables) {
         std::vector<std::string> want;
-        for (auto it = ref.mib.lower_bound(t.entry); it != ref.mib.end(); ++it) {
-            if (!std::equal(t.entry.begin(), t.entry.end(), it->first.begin())) break;
-            want.push_back(ref_oid_text(it->first) + " " + ref_value_text(it->second));
-        }
+        for (auto it = ref.mib.lower_bound(t.entry); it != ref.mib.end() && mib_router::is_prefix(t.entry, it->first); ++it)
+            want.push_back(ref_line(*it));
         const int64_t before = live(t);
         int64_t most = 0;
         for (int w = 0; w < 1000; ++w) {
             now += w % 3 == 0 ? 1 : 0;
             platform_set_fake_time(now);
             std::vector<std::string> got;
-            lldpmib_router().walk(mib_router::Oid(t.entry.begin(), t.entry.end()), [&](const mib_router::Binding& b) {
+            lldpmib_router().walk(t.entry, [&](const mib_router::Binding& b) {
                 got.push_back(mib_router::format(b));
                 return true;
             });
             if (w == 0 || w == 999) {
-                EXPECT_EQ(want, got) << "walk " << w << " of " << ref_oid_text(t.entry);
+                EXPECT_EQ(want, got) << "walk " << w << " of " << mib_router::to_text(t.entry);
             }
             most = std::max(most, live(t) - before);
         }
         EXPECT_LE(most, static_cast<int64_t>(t.records))
-            << ref_oid_text(t.entry) << ": copies kept after 1,000 walks";
+            << mib_router::to_text(t.entry) << ": copies kept after 1,000 walks";
     }
     const table& neighbours = tables[2];
     EXPECT_LE(live(neighbours), static_cast<int64_t>(4 * ref.neighbors));

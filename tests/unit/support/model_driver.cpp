@@ -4,10 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <nlohmann/json.hpp>
-#include <map>
-#include <set>
-#include <arpa/inet.h>
 
 #include "lldp_client.h"
 #include "lldpmib.h"
@@ -20,7 +16,6 @@ namespace lldpmib_test {
 
 namespace {
 
-using ojson = nlohmann::ordered_json;
 using rng_t = std::mt19937_64;
 
 constexpr uint32_t kMaxIndex = 2147483647u;  // ports, remote indexes, TLV indexes
@@ -33,150 +28,8 @@ T one_of(rng_t& r, std::initializer_list<T> v) {
     return *(v.begin() + pick(r, v.size()));
 }
 
-std::string hex_of(const std::vector<uint8_t>& b) {
-    static const char* d = "0123456789abcdef";
-    std::string s;
-    for (uint8_t x : b) s += {d[x >> 4], d[x & 15]};
-    return s;
-}
-
-std::vector<uint8_t> random_bytes(rng_t& r, size_t lo, size_t hi) {
-    std::vector<uint8_t> b(lo + pick(r, hi - lo + 1));
-    for (auto& x : b) x = static_cast<uint8_t>(r());
-    return b;
-}
-
-std::string random_text(rng_t& r, size_t lo, size_t hi) {
-    static const char* chars = "abcdefghijklmnopqrstuvwxyz0123456789-./ ABCXYZ";
-    std::string s(lo + pick(r, hi - lo + 1), 'a');
-    for (auto& c : s) c = chars[pick(r, 46)];
-    return s;
-}
-
-// A byte field, either form.
-ojson bytes_field(rng_t& r, const std::vector<uint8_t>& b) {
-    bool printable = std::all_of(b.begin(), b.end(), [](uint8_t c) { return c >= 0x20 && c < 0x7f; });
-    if (printable && chance(r, 50)) return std::string(b.begin(), b.end());
-    return ojson{{"hex", hex_of(b)}};
-}
-
-// MAC-looking identifiers: the dotted text, raw octets, and 14-character
-// texts that are not MAC text.  None holds more than 12 hex digits in its
-// first 14 characters.
-std::vector<uint8_t> mac_like(rng_t& r) {
-    auto hex = [&] { return "0123456789abcdefABCDEF"[pick(r, 22)]; };
-    const uint64_t form = pick(r, 6);
-    if (form == 5) return random_bytes(r, 6, 6);
-    std::string s;
-    for (int i = 0; i < 14; ++i) switch (form) {
-        case 0: case 1: s += (i == 4 || i == 9) ? '.' : hex(); break;               // 0011.2233.4455
-        case 2: s += (i == 0 || i == 13) ? '.' : hex(); break;                      // dots elsewhere
-        case 3: s += (i == 6) ? 'z' : (i == 4 || i == 9) ? '.' : hex(); break;      // not hex
-        default: s += (i % 3 == 0) ? '.' : hex();                                   // fewer digits, more dots
-        }
-    return {s.begin(), s.end()};
-}
-
-ojson random_address(rng_t& r, bool remote) {
-    static const char* fixed[] = {"0.0.0.0", "::", "255.255.255.255", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff"};
-    const uint64_t k = pick(r, 10);
-    std::string a = k < 4   ? fixed[k]
-                    : k < 7 ? "10.0." + std::to_string(pick(r, 3)) + "." + std::to_string(pick(r, 4))
-                            : "2001:db8::" + std::to_string(pick(r, 4));
-    if (!remote && (a == "0.0.0.0" || a == "::") && chance(r, 70)) a = "192.0.2." + std::to_string(pick(r, 4));
-    ojson o{{"addr", a}};
-    if (chance(r, 60)) o["if_id"] = one_of<uint64_t>(r, {0, 1, 7, 2147483648ull, kMaxSub, pick(r, 100000)});
-    if (remote && chance(r, 20)) o["subtype"] = one_of<uint64_t>(r, {1, 2, 3, 6, 255});
-    return o;
-}
-
-ojson random_oui(rng_t& r) {
-    switch (pick(r, 7)) {
-    case 0: return 0;
-    case 1: case 5: return "00:80:c2";
-    case 2: return "00-12-0F";
-    case 3: return "ffffff";
-    case 4: return 0xffffff;
-    default: return pick(r, 0x1000000);
-    }
-}
-
-ojson random_neighbor(rng_t& r, uint32_t rem_index) {
-    ojson n = ojson::object();
-    if (chance(r, 85))
-        n["time_mark"] = one_of<uint64_t>(r, {0, 1, 100, 300, 500, 2147483648ull, kMaxSub, pick(r, 1000)});
-    n["rem_index"] = rem_index;
-    switch (pick(r, 10)) {
-    case 0: case 1: case 2: case 3: case 4: case 5:
-        n["chassis_id_subtype"] = 4;
-        n["chassis_id"] = bytes_field(r, mac_like(r));
-        break;
-    case 6: case 7:
-        n["chassis_id_subtype"] = 7;
-        n["chassis_id"] = random_text(r, 1, 20);
-        break;
-    default:
-        n["chassis_id_subtype"] = pick(r, 256);
-        n["chassis_id"] = bytes_field(r, random_bytes(r, 1, 20));
-    }
-    switch (pick(r, 4)) {
-    case 0: n["port_id_subtype"] = 3; n["port_id"] = bytes_field(r, mac_like(r)); break;
-    case 1: n["port_id_subtype"] = one_of<int>(r, {0, 4, 7, 255}); n["port_id"] = bytes_field(r, mac_like(r)); break;
-    default: if (chance(r, 50)) n["port_id_subtype"] = 5; n["port_id"] = random_text(r, 1, 12);
-    }
-    if (chance(r, 60)) n["port_desc"] = random_text(r, 0, 10);
-    if (chance(r, 70)) n["sys_name"] = random_text(r, 0, 10);
-    if (chance(r, 50)) n["sys_desc"] = random_text(r, 0, 30);
-    if (chance(r, 60)) n["supported_caps"] = one_of<uint64_t>(r, {0, 4, 20, 0x8000, 0xffff, pick(r, 0x10000)});
-    if (chance(r, 60)) n["enabled_caps"] = one_of<uint64_t>(r, {0, 16, 0x100, 0xffff, pick(r, 0x10000)});
-    ojson addrs = ojson::array(), unknown = ojson::array(), org = ojson::array();
-    for (size_t i = pick(r, 5); i > 0; --i) addrs.push_back(random_address(r, true));
-    for (size_t i = pick(r, 5); i > 0; --i) {
-        ojson t{{"type", one_of<uint64_t>(r, {0, 1, 8, 9, 9, 10, 126, 127, 200, 255, pick(r, 256)})}};
-        if (chance(r, 80)) t["info"] = bytes_field(r, random_bytes(r, 0, 6));
-        unknown.push_back(t);
-    }
-    for (size_t i = pick(r, 5); i > 0; --i) {
-        ojson t{{"oui", random_oui(r)},
-                {"subtype", one_of<uint64_t>(r, {0, 1, 1, 2, 255, pick(r, 256)})},
-                {"index", one_of<uint64_t>(r, {1, 1, 2, kMaxIndex, 1 + pick(r, 1000)})}};
-        if (chance(r, 80)) t["info"] = bytes_field(r, random_bytes(r, 0, 6));
-        org.push_back(t);
-    }
-    if (!addrs.empty() || chance(r, 30)) n["man_addrs"] = addrs;
-    if (!unknown.empty()) n["unknown_tlvs"] = unknown;
-    if (!org.empty()) n["org_def_tlvs"] = org;
-    return n;
-}
-
-// Distinct values drawn from a pool of boundary and random values.
-std::vector<uint32_t> distinct(rng_t& r, size_t n, std::initializer_list<uint32_t> pool) {
-    std::set<uint32_t> seen;
-    std::vector<uint32_t> out;
-    while (out.size() < n) {
-        uint32_t v = chance(r, 60) ? one_of(r, pool) : 1 + static_cast<uint32_t>(pick(r, 50));
-        if (seen.insert(v).second) out.push_back(v);
-    }
-    return out;
-}
-
 uint32_t boundary(rng_t& r, uint32_t x) {
     return one_of<uint32_t>(r, {0, 1, kMaxIndex, kMaxIndex + 1u, kMaxSub, x + 1, x - 1, 9, 126, 127, 255, 256});
-}
-
-mib_router::Oid to_router(const RefOid& o) { return mib_router::Oid(o.begin(), o.end()); }
-
-RefValue from_binding(const mib_router::Binding& b) {
-    RefValue v;
-    v.type = b.type;
-    if (b.type == RefValue::Integer) v.integer = b.integer;
-    if (b.type == RefValue::Octets) v.octets = b.octets;
-    if (b.type == RefValue::ObjectId) v.oid = RefOid(b.oid.begin(), b.oid.end());
-    return v;
-}
-
-std::string binding_text(const RefOid& name, const RefValue& v) {
-    return ref_oid_text(name) + " " + ref_value_text(v);
 }
 
 // Client copies alive of neighbours, interfaces and local addresses.
@@ -236,62 +89,8 @@ void drain_snapshots(const RefMib* mib) {
         name.insert(name.end(), names[i].begin(), names[i].end());
         if (mib && mib->count(name)) continue;
         mib_router::Binding b;
-        lldpmib_router().get(to_router(name), &b);
+        lldpmib_router().get(name, &b);
     }
-}
-
-std::string random_topology(rng_t& r) {
-    ojson t = ojson::object();
-    if (chance(r, 12)) t["router_type"] = one_of<uint64_t>(r, {7, 8, 18, 19, 0, 6, kMaxSub});
-    if (chance(r, 12)) t["node_id"] = one_of<uint64_t>(r, {0, 2, 12345, kMaxSub});
-    if (chance(r, 15)) {
-        bool e = chance(r, 50), n = !e && chance(r, 50);
-        t["lldp"] = {{"enabled", e}, {"node_enabled", n}};
-    } else if (chance(r, 30)) {
-        t["lldp"] = {{"enabled", true}, {"node_enabled", chance(r, 50)}};
-    }
-    ojson local = ojson::object();
-    switch (pick(r, 20)) {
-    case 0: local["chassis_id_subtype"] = one_of<int>(r, {0, 5, 255}); local["chassis_id"] = random_text(r, 1, 16); break;
-    case 1: case 2: case 3: case 4: case 5: case 6: case 7:
-        local["chassis_id_subtype"] = 7; local["chassis_id"] = random_text(r, 1, 16); break;
-    default: {
-        auto mac = mac_like(r);
-        bool text = std::all_of(mac.begin(), mac.end(), [](uint8_t c) { return c >= 0x20 && c < 0x7f; });
-        local["chassis_id"] = text ? std::string(mac.begin(), mac.end()) : hex_of(mac);
-        if (chance(r, 50)) local["chassis_id_subtype"] = 4;
-    }
-    }
-    if (chance(r, 70)) local["sys_name"] = random_text(r, 0, 12);
-    if (chance(r, 50)) local["sys_desc"] = random_text(r, 0, 30);
-    if (chance(r, 60)) local["supported_caps"] = one_of<uint64_t>(r, {0, 20, 0x100, 0xffff, pick(r, 0x10000)});
-    if (chance(r, 60)) local["enabled_caps"] = one_of<uint64_t>(r, {0, 16, 0x8001, pick(r, 0x10000)});
-    t["local"] = local;
-
-    // Records list their addresses in any order, and an address may be
-    // held twice (the small pool makes that common).
-    ojson locals = ojson::array();
-    for (size_t i = pick(r, 4); i > 0; --i) {
-        ojson list = ojson::array();
-        for (size_t k = 1 + pick(r, 3); k > 0; --k) list.push_back(random_address(r, false));
-        locals.push_back({{"addrs", list}});
-    }
-    if (!locals.empty() || chance(r, 50)) t["local_man_addrs"] = locals;
-
-    ojson ports = ojson::array();
-    for (uint32_t num : distinct(r, pick(r, 6), {1, 2, 3, 5, 7, 100, kMaxIndex})) {
-        ojson p{{"port_num", num}};
-        if (chance(r, 40)) p["port_id_subtype"] = one_of<int>(r, {0, 3, 5, 7, 255});
-        p["port_id"] = chance(r, 3) ? random_text(r, 256, 300) : random_text(r, 1, 12);
-        if (chance(r, 60)) p["port_desc"] = random_text(r, 0, 20);
-        ojson ns = ojson::array();
-        size_t count = chance(r, 30) ? 0 : 1 + pick(r, 4);
-        for (uint32_t idx : distinct(r, count, {1, 2, 3, 10, 1000, kMaxIndex})) ns.push_back(random_neighbor(r, idx));
-        if (!ns.empty() || chance(r, 50)) p["neighbors"] = ns;
-        ports.push_back(p);
-    }
-    t["ports"] = ports;
-    return t.dump();
 }
 
 RefOid random_name(const RefMib& mib, rng_t& r) {
@@ -361,7 +160,7 @@ std::vector<ModelRequest> random_requests(const RefTopology& ref, rng_t& r, size
 std::string request_text(const ModelRequest& q) {
     static const char* kinds[] = {"GET ", "GET-NEXT ", "WALK "};
     return "m" + std::to_string(q.manager) + " +" + std::to_string(q.clock_step) + "s " + kinds[q.kind] +
-           ref_oid_text(q.name);
+           mib_router::to_text(q.name);
 }
 
 ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<std::string>* transcript) {
@@ -370,7 +169,7 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
     move_clock(1000);  // whatever an earlier case left is stale
     platform_set_identity(ref.router_type, ref.node_id);
     char err[512] = "";
-    if (lldp_client_use_topology_text(c.topology.c_str(), "model", err, sizeof err) != 0) {
+    if (lldp_client_use_topology_text(ref.json.c_str(), "model", err, sizeof err) != 0) {
         out.ok = false;
         out.message = std::string("topology refused: ") + err;
         return out;
@@ -393,20 +192,20 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
         }
         out.asked.push_back(asked);
         std::string line = request_text(q);
-        if (q.kind == ModelRequest::Walk) line += ": GET-NEXT " + ref_oid_text(asked);
+        if (q.kind == ModelRequest::Walk) line += ": GET-NEXT " + mib_router::to_text(asked);
         std::string got, want;
         mib_router::Binding b;
         if (q.kind == ModelRequest::Get) {
-            bool found = router.get(to_router(asked), &b) == mib_router::GetResult::Found;
-            got = found ? binding_text(RefOid(b.name.begin(), b.name.end()), from_binding(b)) : "no binding";
-            const RefValue* v = ref_get(ref.mib, asked);
-            want = v ? binding_text(asked, *v) : "no binding";
+            bool found = router.get(asked, &b) == mib_router::GetResult::Found;
+            got = found ? mib_router::format(b) : "no binding";
+            auto it = ref.mib.find(asked);
+            want = it != ref.mib.end() ? ref_line(*it) : "no binding";
         } else {
-            bool found = router.next(to_router(asked), &b);
-            RefOid name(b.name.begin(), b.name.end());
-            got = found ? binding_text(name, from_binding(b)) : "end of MIB";
-            auto it = ref_next(ref.mib, asked);
-            want = it != ref.mib.end() ? binding_text(it->first, it->second) : "end of MIB";
+            bool found = router.next(asked, &b);
+            const RefOid& name = b.name;
+            got = found ? mib_router::format(b) : "end of MIB";
+            auto it = ref.mib.upper_bound(asked);
+            want = it != ref.mib.end() ? ref_line(*it) : "end of MIB";
             if (q.kind == ModelRequest::Walk) {
                 bool inside = found && name.size() >= q.name.size() &&
                               std::equal(q.name.begin(), q.name.end(), name.begin());
@@ -417,7 +216,7 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
         if (got != want) {
             out.ok = false;
             out.message = "request " + std::to_string(i + 1) + " (" + request_text(q) + "): asked " +
-                          ref_oid_text(asked) + ", got " + got + ", want " + want;
+                          mib_router::to_text(asked) + ", got " + got + ", want " + want;
             line += "   <== WRONG, want " + want;
         }
         std::array<int64_t, 3> live = live_copies();
@@ -497,7 +296,7 @@ std::string failure_report(const std::string& title, const ModelCase& original, 
     ModelCase shrunk = shrink_case(original, ref);
     std::vector<std::string> transcript;
     ModelOutcome o = run_case(shrunk, ref, &transcript);
-    std::string s = title + "\n  topology: " + shrunk.topology + "\n  " + o.message + "\n  shrunk from " +
+    std::string s = title + "\n  topology: " + ref.json + "\n  " + o.message + "\n  shrunk from " +
                     std::to_string(original.requests.size()) + " to " + std::to_string(shrunk.requests.size()) +
                     " requests (mN = manager N, +Ns = clock moved before the request):\n";
     for (size_t i = 0; i < transcript.size(); ++i) s += "    " + std::to_string(i + 1) + ". " + transcript[i] + "\n";

@@ -1,6 +1,5 @@
 // Model-based driver shared by the model-based unit test and the fuzzer:
-// random topologies (JSON text), request sequences from several managers
-// interleaved, each answer checked against the reference model, the module's
+// request sequences from several managers interleaved over a topology, each answer checked against the reference model, the module's
 // live record copies checked against the topology's record counts, and the
 // shrinking of a failing sequence.  A case runs the module as the agent does:
 // identity from the topology, the module started, every request routed
@@ -15,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "reference_model.h"
+#include "reference.h"
 
 namespace lldpmib_test {
 
@@ -30,7 +29,6 @@ struct ModelRequest {
 };
 
 struct ModelCase {
-    std::string topology;  // JSON text
     std::vector<ModelRequest> requests;
 };
 
@@ -41,11 +39,6 @@ struct ModelOutcome {
     std::vector<RefOid> asked;  // the name each request run asked (a walk step's too)
 };
 
-// A random topology: ports out of order, several neighbours per port out of
-// order, mixed time marks, all-zero and all-ones addresses, odd address
-// subtypes, equal element keys, TLV keys inside and outside the MIB's ranges,
-// local management addresses, LLDP disabled sometimes.
-std::string random_topology(std::mt19937_64& rng);
 // A random request sequence over a topology whose reference is ref.
 std::vector<ModelRequest> random_requests(const RefTopology& ref, std::mt19937_64& rng,
                                           size_t max_requests = 120);

@@ -8,7 +8,6 @@
 #include "kel_dt.h"
 #include "model_driver.h"
 #include "platform_fault.h"
-#include "reference_model.h"
 
 namespace lldpmib_test {
 
@@ -36,20 +35,18 @@ time_t advance_clock(time_t seconds) { return move_clock(seconds); }
 
 uint64_t live_objects() { return uint64_t{lldp_client_live_copies()} + kel_list_live_count(); }
 
-RefTopology use_topology(const std::string& json) {
+const RefTopology& use_topology(const std::string& json) {
     unsetenv("ENKT_ACTIVE");
-    std::string err;
-    auto ref = reference_model(json, &err);
-    EXPECT_TRUE(ref) << err;
-    if (ref) platform_set_identity(ref->router_type, ref->node_id);
+    const RefTopology& ref = reference_of(json);
+    platform_set_identity(ref.router_type, ref.node_id);
     char msg[512] = "";
     EXPECT_EQ(0, lldp_client_use_topology_text(json.c_str(), "test", msg, sizeof msg)) << msg;
-    return ref ? *ref : RefTopology{};
+    return ref;
 }
 
 std::vector<std::string> reference_lines(const RefMib& mib) {
     std::vector<std::string> out;
-    for (const auto& [name, value] : mib) out.push_back(ref_oid_text(name) + " " + ref_value_text(value));
+    for (const auto& binding : mib) out.push_back(ref_line(binding));
     return out;
 }
 

@@ -10,7 +10,6 @@
 #include "lldpmib.h"
 #include "mib_walker.h"
 #include "model_driver.h"
-#include "reference_model.h"
 
 namespace lldpmib_test {
 
@@ -27,8 +26,8 @@ time_t advance_clock(time_t seconds);
 uint64_t live_objects();
 
 // Loads json as the client's topology (failing the test on a refusal) with
-// the platform identity it names; its reference model.
-RefTopology use_topology(const std::string& json);
+// the platform identity it names; its reference.
+const RefTopology& use_topology(const std::string& json);
 // The reference's bindings as walker lines ("<oid> <TYPE> <value>"), in order.
 std::vector<std::string> reference_lines(const RefMib& mib);
 

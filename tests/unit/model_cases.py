@@ -1,0 +1,171 @@
+#!/usr/bin/python3
+"""Topologies and their reference walks for the in-process model-based tests.
+
+  model_cases.py cases FIRST_SEED COUNT   random topologies, seeds FIRST_SEED on
+  model_cases.py walk FILE                the walk of one topology file
+
+Each topology is written as "topology <JSON>", its walk lines
+("<oid> <TYPE> <value>", from the reference of tests/e2e/reference.py) follow,
+then "end".  The random topologies mix what the module must get right: ports
+and neighbours out of order, mixed time marks, all-zero and all-ones
+addresses, odd address subtypes, equal element keys, TLV keys inside and
+outside the MIB's ranges, MAC-looking identifiers that are and are not MAC
+text, local addresses listed in any order and held twice, LLDP disabled."""
+import json
+import pathlib
+import random
+import sys
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "e2e"))
+from reference import walk  # noqa: E402
+
+INDEX_MAX, SUB_MAX = 2**31 - 1, 2**32 - 1
+TEXT = "abcdefghijklmnopqrstuvwxyz0123456789-./ ABCXYZ"
+
+
+def topology(r):
+    def text(lo, hi):
+        return "".join(r.choices(TEXT, k=r.randint(lo, hi)))
+
+    def raw(lo, hi):
+        return r.randbytes(r.randint(lo, hi))
+
+    def field(b):
+        """A byte field, either form."""
+        if all(0x20 <= c < 0x7F for c in b) and r.random() < 0.5:
+            return b.decode()
+        return {"hex": b.hex()}
+
+    def mac_like():
+        """Dotted MAC text, raw octets, and 14-character texts that are not MAC
+        text; none has more than 12 hex digits in its first 14 characters."""
+        form = r.randrange(6)
+        if form == 5:
+            return raw(6, 6)
+        hx = "0123456789abcdefABCDEF"
+        dots = {0: (4, 9), 1: (4, 9), 2: (0, 13), 3: (4, 9)}.get(form, (0, 3, 6, 9, 12))
+        return "".join("." if i in dots else "z" if form == 3 and i == 6 else r.choice(hx)
+                       for i in range(14)).encode()
+
+    def address(remote):
+        a = r.choice(["0.0.0.0", "::", "255.255.255.255", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff",
+                      f"10.0.{r.randrange(3)}.{r.randrange(4)}", f"2001:db8::{r.randrange(4)}"])
+        if not remote and a in ("0.0.0.0", "::") and r.random() < 0.7:
+            a = f"192.0.2.{r.randrange(4)}"
+        o = {"addr": a}
+        if r.random() < 0.6:
+            o["if_id"] = r.choice([0, 1, 7, 2**31, SUB_MAX, r.randrange(100000)])
+        if remote and r.random() < 0.2:
+            o["subtype"] = r.choice([1, 2, 3, 6, 255])
+        return o
+
+    def distinct(n, pool):
+        out = []
+        while len(out) < n:
+            v = r.choice(pool) if r.random() < 0.6 else r.randint(1, 50)
+            if v not in out:
+                out.append(v)
+        return out
+
+    def caps(n, key, pool):
+        if r.random() < 0.6:
+            n[key] = r.choice(pool + [r.randrange(0x10000)])
+
+    def optional(n, key, lo, hi, p):
+        if r.random() < p:
+            n[key] = text(lo, hi)
+
+    def neighbor(rem_index):
+        n = {"rem_index": rem_index}
+        if r.random() < 0.85:
+            n["time_mark"] = r.choice([0, 1, 100, 300, 500, 2**31, SUB_MAX, r.randrange(1000)])
+        kind = r.randrange(10)
+        n["chassis_id_subtype"] = 4 if kind < 6 else 7 if kind < 8 else r.randrange(256)
+        n["chassis_id"] = (field(mac_like()) if kind < 6 else text(1, 20) if kind < 8
+                           else field(raw(1, 20)))
+        kind = r.randrange(4)
+        if kind < 2 or r.random() < 0.5:
+            n["port_id_subtype"] = 3 if kind == 0 else r.choice([0, 4, 7, 255]) if kind == 1 else 5
+        n["port_id"] = field(mac_like()) if kind < 2 else text(1, 12)
+        optional(n, "port_desc", 0, 10, 0.6)
+        optional(n, "sys_name", 0, 10, 0.7)
+        optional(n, "sys_desc", 0, 30, 0.5)
+        caps(n, "supported_caps", [0, 4, 20, 0x8000, 0xFFFF])
+        caps(n, "enabled_caps", [0, 16, 0x100, 0xFFFF])
+        addrs = [address(True) for _ in range(r.randrange(5))]
+        if addrs or r.random() < 0.3:
+            n["man_addrs"] = addrs
+        tlvs = [{"type": r.choice([0, 1, 8, 9, 9, 10, 126, 127, 200, 255, r.randrange(256)])}
+                for _ in range(r.randrange(5))]
+        tlvs += [{"oui": r.choice([0, "00:80:c2", "00:80:c2", "00-12-0F", "ffffff", 0xFFFFFF,
+                                   r.randrange(1 << 24)]),
+                  "subtype": r.choice([0, 1, 1, 2, 255, r.randrange(256)]),
+                  "index": r.choice([1, 1, 2, INDEX_MAX, r.randint(1, 1000)])}
+                 for _ in range(r.randrange(5))]
+        for t in tlvs:
+            if r.random() < 0.8:
+                t["info"] = field(raw(0, 6))
+        if unknown := [t for t in tlvs if "type" in t]:
+            n["unknown_tlvs"] = unknown
+        if org := [t for t in tlvs if "oui" in t]:
+            n["org_def_tlvs"] = org
+        return n
+
+    t = {}
+    if r.random() < 0.12:
+        t["router_type"] = r.choice([7, 8, 18, 19, 0, 6, SUB_MAX])
+    if r.random() < 0.12:
+        t["node_id"] = r.choice([0, 2, 12345, SUB_MAX])
+    if r.random() < 0.15:
+        enabled = r.random() < 0.5
+        t["lldp"] = {"enabled": enabled, "node_enabled": not enabled and r.random() < 0.5}
+    elif r.random() < 0.3:
+        t["lldp"] = {"enabled": True, "node_enabled": r.random() < 0.5}
+    kind = r.randrange(20)
+    if kind == 0:
+        local = {"chassis_id_subtype": r.choice([0, 5, 255]), "chassis_id": text(1, 16)}
+    elif kind < 8:
+        local = {"chassis_id_subtype": 7, "chassis_id": text(1, 16)}
+    else:
+        mac = mac_like()
+        local = {"chassis_id": mac.decode() if all(0x20 <= c < 0x7F for c in mac) else mac.hex()}
+        if r.random() < 0.5:
+            local["chassis_id_subtype"] = 4
+    optional(local, "sys_name", 0, 12, 0.7)
+    optional(local, "sys_desc", 0, 30, 0.5)
+    caps(local, "supported_caps", [0, 20, 0x100, 0xFFFF])
+    caps(local, "enabled_caps", [0, 16, 0x8001])
+    t["local"] = local
+    # The small address pool makes an address held by two records common.
+    locals_ = [{"addrs": [address(False) for _ in range(r.randint(1, 3))]} for _ in range(r.randrange(4))]
+    if locals_ or r.random() < 0.5:
+        t["local_man_addrs"] = locals_
+    t["ports"] = []
+    for num in distinct(r.randrange(6), [1, 2, 3, 5, 7, 100, INDEX_MAX]):
+        p = {"port_num": num}
+        if r.random() < 0.4:
+            p["port_id_subtype"] = r.choice([0, 3, 5, 7, 255])
+        p["port_id"] = text(256, 300) if r.random() < 0.03 else text(1, 12)
+        optional(p, "port_desc", 0, 20, 0.6)
+        count = 0 if r.random() < 0.3 else r.randint(1, 4)
+        neighbors = [neighbor(i) for i in distinct(count, [1, 2, 3, 10, 1000, INDEX_MAX])]
+        if neighbors or r.random() < 0.5:
+            p["neighbors"] = neighbors
+        t["ports"].append(p)
+    return t
+
+
+def emit(topo):
+    print("topology", json.dumps(topo, separators=(",", ":")))
+    print(*walk(topo), "end", sep="\n")
+
+
+if __name__ == "__main__":
+    if len(sys.argv) == 4 and sys.argv[1] == "cases":
+        first, count = int(sys.argv[2]), int(sys.argv[3])
+        for seed in range(first, first + count):
+            emit(topology(random.Random(seed)))
+    elif len(sys.argv) == 3 and sys.argv[1] == "walk":
+        emit(json.loads(pathlib.Path(sys.argv[2]).read_text()))
+    else:
+        sys.exit(__doc__)

@@ -1,0 +1,107 @@
+#include "reference.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+namespace lldpmib_test {
+
+namespace ref_oids {
+RefOid mib_root() { return {1, 0, 8802, 1, 1, 2}; }
+static RefOid under(std::initializer_list<uint32_t> tail) {
+    RefOid o = mib_root();
+    o.insert(o.end(), tail);
+    return o;
+}
+RefOid local_system() { return under({1, 3}); }
+RefOid loc_port_entry() { return under({1, 3, 7, 1}); }
+RefOid loc_man_addr_entry() { return under({1, 3, 8, 1}); }
+RefOid rem_entry() { return under({1, 4, 1, 1}); }
+RefOid rem_man_addr_entry() { return under({1, 4, 2, 1}); }
+RefOid rem_unknown_tlv_entry() { return under({1, 4, 3, 1}); }
+RefOid rem_org_def_entry() { return under({1, 4, 4, 1}); }
+RefOid column(const RefOid& entry, uint32_t col) {
+    RefOid o = entry;
+    o.push_back(col);
+    return o;
+}
+}  // namespace ref_oids
+
+namespace {
+
+// The platform facts and record counts, from the topology text.
+RefTopology facts_of(const std::string& text) {
+    using json = nlohmann::json;
+    const json t = json::parse(text);
+    RefTopology r;
+    r.json = text;
+    r.router_type = t.value("router_type", 25u);
+    r.node_id = t.value("node_id", 1u);
+    for (const json& p : t.value("ports", json::array())) {
+        ++r.ports;
+        r.neighbors += p.value("neighbors", json::array()).size();
+    }
+    for (const json& rec : t.value("local_man_addrs", json::array())) r.local_records += rec.at("addrs").size();
+    return r;
+}
+
+// Runs model_cases.py with args and reads its cases.
+std::vector<RefTopology> run_model_cases(const std::string& args) {
+    const std::string command = LLDPMIB_PYTHON " " LLDPMIB_MODEL_CASES " " + args;
+    FILE* out = popen(command.c_str(), "r");
+    if (!out) throw std::runtime_error("cannot run " + command);
+    std::vector<RefTopology> cases;
+    std::string line;
+    for (int c; (c = fgetc(out)) != EOF;) {
+        if (c != '\n') {
+            line += static_cast<char>(c);
+            continue;
+        }
+        if (line.rfind("topology ", 0) == 0) {
+            cases.push_back(facts_of(line.substr(9)));
+        } else if (line != "end" && !cases.empty()) {
+            const size_t space = line.find(' ');
+            auto name = mib_router::parse_oid(line.substr(0, space));
+            if (!name || space == std::string::npos) throw std::runtime_error("bad reference line: " + line);
+            cases.back().mib.emplace(std::move(*name), line.substr(space + 1));
+        }
+        line.clear();
+    }
+    if (pclose(out) != 0 || cases.empty()) throw std::runtime_error(command + " failed");
+    return cases;
+}
+
+}  // namespace
+
+std::vector<RefTopology> reference_cases(uint64_t first_seed, size_t count) {
+    return run_model_cases("cases " + std::to_string(first_seed) + " " + std::to_string(count));
+}
+
+const RefTopology& reference_of(const std::string& json) {
+    static std::map<std::string, RefTopology> known;
+    auto it = known.find(json);
+    if (it != known.end()) return it->second;
+    char path[] = "/tmp/lldpmib-reference.XXXXXX";
+    const int fd = mkstemp(path);
+    if (fd < 0 || write(fd, json.data(), json.size()) != static_cast<ssize_t>(json.size()))
+        throw std::runtime_error("cannot write a topology file");
+    close(fd);
+    std::vector<RefTopology> one = run_model_cases(std::string("walk ") + path);
+    unlink(path);
+    one.front().json = json;
+    return known.emplace(json, std::move(one.front())).first->second;
+}
+
+std::string ref_line(const RefMib::value_type& binding) {
+    return mib_router::to_text(binding.first) + " " + binding.second;
+}
+
+std::string ref_first(const RefMib& mib, const RefOid& name, const RefOid& prefix, bool after) {
+    auto it = after ? mib.upper_bound(name) : mib.lower_bound(name);
+    return it != mib.end() && mib_router::is_prefix(prefix, it->first) ? ref_line(*it) : "none";
+}
+
+}  // namespace lldpmib_test

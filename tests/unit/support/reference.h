@@ -1,0 +1,58 @@
+// The reference the unit tests check the module against: every binding a
+// topology serves, computed from the topology text alone by the Python
+// reference (tests/e2e/reference.py, run through tests/unit/model_cases.py),
+// which shares no code with the module.  For a topology that does not change,
+// a GET answers the binding of that name or none, and a GET-NEXT the least
+// binding whose name is greater than the one asked, or the end.
+#pragma once
+#include <stdint.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "mib_router.h"
+
+namespace lldpmib_test {
+
+using RefOid = mib_router::Oid;
+// Name -> "TYPE value", as the walker writes it; std::vector's
+// lexicographic order is SNMP's order of names.
+using RefMib = std::map<RefOid, std::string>;
+
+// A topology, its bindings, and what it says about the platform.
+struct RefTopology {
+    std::string json;
+    RefMib mib;
+    uint32_t router_type = 25;
+    uint32_t node_id = 1;
+    size_t ports = 0;          // interface records
+    size_t neighbors = 0;      // neighbour records
+    size_t local_records = 0;  // local management addresses (the local copy bound)
+};
+
+// The random topologies of seeds first_seed .. first_seed + count - 1.
+std::vector<RefTopology> reference_cases(uint64_t first_seed, size_t count);
+// The reference of one topology text (kept, so asking again costs nothing).
+const RefTopology& reference_of(const std::string& json);
+
+// A binding as the walker writes it, "<oid> <TYPE> <value>".
+std::string ref_line(const RefMib::value_type& binding);
+// The first binding under prefix from name on (GET-NEXT when after), as a
+// line, or "none".
+std::string ref_first(const RefMib& mib, const RefOid& name, const RefOid& prefix, bool after);
+
+// Object identifiers the tests share.
+namespace ref_oids {
+RefOid mib_root();                                 // lldpMIB 1.0.8802.1.1.2
+RefOid local_system();                             // lldpLocalSystemData ...1.3
+RefOid loc_port_entry();                           // ...1.3.7.1
+RefOid loc_man_addr_entry();                       // ...1.3.8.1
+RefOid rem_entry();                                // ...1.4.1.1
+RefOid rem_man_addr_entry();                       // ...1.4.2.1
+RefOid rem_unknown_tlv_entry();                    // ...1.4.3.1
+RefOid rem_org_def_entry();                        // ...1.4.4.1
+RefOid column(const RefOid& entry, uint32_t col);  // entry + col
+}  // namespace ref_oids
+
+}  // namespace lldpmib_test
