@@ -37,7 +37,7 @@ protected:
 
 TEST_F(FaultSweepTest, EveryOperationFailedAtEveryCall) {
     // Every table filled, and a port without neighbours between ports with some.
-    const RefTopology ref = use_topology(read_reference("all_tables.json"));
+    const RefTopology& ref = use_topology(read_reference("all_tables.json"));
     const std::vector<std::string> want = reference_lines(ref.mib);
     std::map<std::string, std::string> by_name;
     for (const auto& line : want) by_name.emplace(line.substr(0, line.find(' ')), line);

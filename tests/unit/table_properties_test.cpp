@@ -37,7 +37,7 @@ std::string first_of(const RefOid& col) {
     return mib_router::format(b);
 }
 std::string first_in(const json& topology, const RefOid& col) {
-    return ref_first(reference_of(topology.dump()).mib, col, col, true);
+    return ref_next_under(reference_of(topology.dump()).mib, col, col);
 }
 
 template <typename T>
@@ -84,7 +84,7 @@ TYPED_TEST(TableProperty, FailingClientCallAnswersNothingFreesTheLockAndLeaksNot
         ASSERT_GE(platform_fault_calls(TypeParam::fetch), 1u) << "the table never calls " << TypeParam::fetch;
         if (got != "none") {  // whatever is answered is true
             auto name = *mib_router::parse_oid(got.substr(0, got.find(' ')));
-            EXPECT_EQ(got, ref_first(ref.mib, name, name, false));
+            EXPECT_EQ(got, ref_get(ref.mib, name));
         }
         EXPECT_TRUE(module_lock_free());
         platform_fault_reset();

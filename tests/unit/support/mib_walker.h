@@ -1,11 +1,11 @@
 // The served MIB walked in-process through the module's method routines, with
-// the same routing as the AgentX host (mib_router).  Shared by tests, benches
-// and the fuzzer.
+// the same routing as the AgentX host (mib_router), and the fake clock the
+// module reads.  Shared by tests, benches and the fuzzer.
 #pragma once
 #include <stddef.h>
+#include <time.h>
 
 #include <functional>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -13,22 +13,19 @@
 
 namespace lldpmib_test {
 
-// lldpMIB, 1.0.8802.1.1.2.
-const mib_router::Oid& lldp_mib_root();
-
 // The router over lldpmib_OidList, built once.
 const mib_router::Router& lldpmib_router();
 
 // Every binding under lldpMIB, as "<oid> <TYPE> <value>" lines, in walk order.
 std::vector<std::string> walk_lines();
-// The same, keyed by the binding's name (dotted text).
-std::map<std::string, std::string> walk_map();
-// Walks without keeping anything; the number of bindings.
-size_t walk_count();
-// Walks, handing each binding to visit (false stops).
+// Walks, handing each binding to visit (false stops); the number of bindings.
 size_t walk_visit(const std::function<bool(const mib_router::Binding&)>& visit);
+// Walks without keeping anything; the number of bindings.
+inline size_t walk_count() {
+    return walk_visit([](const mib_router::Binding&) { return true; });
+}
 
-// GET of one name through the router: the walker line, or "" for no binding.
-std::string get_line(const mib_router::Oid& name);
+// Moves the fake clock by seconds (and sets it, the first time); the new time.
+time_t advance_clock(time_t seconds);
 
 }  // namespace lldpmib_test

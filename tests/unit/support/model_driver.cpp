@@ -7,7 +7,6 @@
 
 #include "lldp_client.h"
 #include "lldpmib.h"
-#include "mib_router.h"
 #include "mib_walker.h"
 #include "platform_fault.h"
 #include "platform_sys.h"
@@ -36,10 +35,24 @@ uint32_t boundary(rng_t& r, uint32_t x) {
 std::array<int64_t, 3> live_copies() {
     std::array<int64_t, 3> out;
     const char* what[3] = {"neighbor", "interface", "local_ma"};
-    for (int k = 0; k < 3; ++k)
-        out[k] = static_cast<int64_t>(platform_fault_calls(("lldp_client_copy_" + std::string(what[k]) + "_td").c_str())) -
-                 static_cast<int64_t>(platform_fault_calls(("lldp_client_free_" + std::string(what[k]) + "_td").c_str()));
+    for (int k = 0; k < 3; ++k) {
+        const std::string copy = std::string("lldp_client_copy_") + what[k] + "_td";
+        const std::string free_op = std::string("lldp_client_free_") + what[k] + "_td";
+        out[k] = static_cast<int64_t>(platform_fault_calls(copy.c_str())) -
+                 static_cast<int64_t>(platform_fault_calls(free_op.c_str()));
+    }
     return out;
+}
+
+// The answer to one request, as a walker line; what the reference answers.
+std::pair<std::string, std::string> answer(bool get, const RefOid& asked, const RefMib& mib, RefOid* got_name) {
+    mib_router::Binding b;
+    const bool found = get ? lldpmib_router().get(asked, &b) == mib_router::GetResult::Found
+                           : lldpmib_router().next(asked, &b);
+    *got_name = found ? b.name : RefOid{};
+    auto it = get ? mib.find(asked) : mib.upper_bound(asked);
+    const char* none = get ? "no binding" : "end of MIB";
+    return {found ? mib_router::format(b) : none, it != mib.end() ? ref_line(*it) : none};
 }
 
 }  // namespace
@@ -48,10 +61,12 @@ const std::vector<RefOid>& served_columns() {
     using namespace ref_oids;
     static const std::vector<RefOid> cols = [] {
         std::vector<RefOid> v;
-        const struct { RefOid entry; uint32_t first, last; } ranges[] = {
-            {local_system(), 1, 6},       {loc_port_entry(), 2, 4},        {loc_man_addr_entry(), 3, 6},
-            {rem_entry(), 4, 12},         {rem_man_addr_entry(), 3, 5},    {rem_unknown_tlv_entry(), 2, 2},
-            {rem_org_def_entry(), 4, 4}};
+        const struct {
+            RefOid entry;
+            uint32_t first, last;
+        } ranges[] = {{local_system(), 1, 6},       {loc_port_entry(), 2, 4},        {loc_man_addr_entry(), 3, 6},
+                      {rem_entry(), 4, 12},         {rem_man_addr_entry(), 3, 5},    {rem_unknown_tlv_entry(), 2, 2},
+                      {rem_org_def_entry(), 4, 4}};
         for (const auto& r : ranges)
             for (uint32_t c = r.first; c <= r.last; ++c) v.push_back(column(r.entry, c));
         return v;
@@ -68,28 +83,21 @@ const std::vector<RefOid>& walk_roots() {
     return roots;
 }
 
-time_t move_clock(time_t seconds) {
-    static time_t fake_now = 2000000000;
-    platform_set_fake_time(fake_now += seconds);
-    return fake_now;
-}
-
 void drain_snapshots(const RefMib* mib) {
-    using namespace ref_oids;
-    move_clock(1000);
+    advance_clock(1000);
+    // A name in each table that no topology here has.
     const std::vector<RefOid> names{
         {3, 0}, {kMaxIndex - 7}, {1, 4, 127, 0, 0, 9}, {kMaxSub - 3, 1, 1},
         {kMaxSub - 3, 1, 1, 1, 4, 127, 0, 0, 9}, {kMaxSub - 3, 1, 1, 9}, {kMaxSub - 3, 1, 1, 0, 0, 0, 1, 1}};
-    const std::vector<RefOid> cols{column(local_system(), 1), column(loc_port_entry(), 2),
-                                   column(loc_man_addr_entry(), 3), column(rem_entry(), 4),
-                                   column(rem_man_addr_entry(), 3), column(rem_unknown_tlv_entry(), 2),
-                                   column(rem_org_def_entry(), 4)};
-    for (size_t i = 0; i < cols.size(); ++i) {
-        RefOid name = cols[i];
+    const uint32_t first_columns[] = {1, 2, 3, 4, 3, 2, 4};
+    const RefOid entries[] = {ref_oids::local_system(),       ref_oids::loc_port_entry(), ref_oids::loc_man_addr_entry(),
+                              ref_oids::rem_entry(),          ref_oids::rem_man_addr_entry(),
+                              ref_oids::rem_unknown_tlv_entry(), ref_oids::rem_org_def_entry()};
+    for (size_t i = 0; i < names.size(); ++i) {
+        RefOid name = ref_oids::column(entries[i], first_columns[i]);
         name.insert(name.end(), names[i].begin(), names[i].end());
-        if (mib && mib->count(name)) continue;
         mib_router::Binding b;
-        lldpmib_router().get(name, &b);
+        if (!mib || !mib->count(name)) lldpmib_router().get(name, &b);
     }
 }
 
@@ -166,7 +174,7 @@ std::string request_text(const ModelRequest& q) {
 ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<std::string>* transcript) {
     ModelOutcome out;
     unsetenv("ENKT_ACTIVE");
-    move_clock(1000);  // whatever an earlier case left is stale
+    advance_clock(1000);  // whatever an earlier case left is stale
     platform_set_identity(ref.router_type, ref.node_id);
     char err[512] = "";
     if (lldp_client_use_topology_text(ref.json.c_str(), "model", err, sizeof err) != 0) {
@@ -176,13 +184,14 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
     }
     init_lldpmib(nullptr, 1);
     const std::array<int64_t, 3> base = live_copies();
+    const int64_t most[3] = {static_cast<int64_t>(4 * ref.neighbors), static_cast<int64_t>(ref.ports),
+                             static_cast<int64_t>(ref.local_records)};
     static const bool check_copies = !getenv("LLDPMIB_MODEL_NO_COPY_CHECK");
-    const auto& router = lldpmib_router();
 
     std::vector<RefOid> cursor(8), cursor_root(8);  // each manager's walk
     for (size_t i = 0; i < c.requests.size() && out.ok; ++i) {
         const ModelRequest& q = c.requests[i];
-        move_clock(q.clock_step);
+        advance_clock(q.clock_step);
         const uint32_t m = q.manager % 8;
         RefOid asked = q.name;
         if (q.kind == ModelRequest::Walk) {
@@ -191,27 +200,11 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
             asked = cursor[m];
         }
         out.asked.push_back(asked);
+        RefOid got_name;
+        const auto [got, want] = answer(q.kind == ModelRequest::Get, asked, ref.mib, &got_name);
+        if (q.kind == ModelRequest::Walk) cursor[m] = mib_router::is_prefix(q.name, got_name) ? got_name : RefOid{};
         std::string line = request_text(q);
         if (q.kind == ModelRequest::Walk) line += ": GET-NEXT " + mib_router::to_text(asked);
-        std::string got, want;
-        mib_router::Binding b;
-        if (q.kind == ModelRequest::Get) {
-            bool found = router.get(asked, &b) == mib_router::GetResult::Found;
-            got = found ? mib_router::format(b) : "no binding";
-            auto it = ref.mib.find(asked);
-            want = it != ref.mib.end() ? ref_line(*it) : "no binding";
-        } else {
-            bool found = router.next(asked, &b);
-            const RefOid& name = b.name;
-            got = found ? mib_router::format(b) : "end of MIB";
-            auto it = ref.mib.upper_bound(asked);
-            want = it != ref.mib.end() ? ref_line(*it) : "end of MIB";
-            if (q.kind == ModelRequest::Walk) {
-                bool inside = found && name.size() >= q.name.size() &&
-                              std::equal(q.name.begin(), q.name.end(), name.begin());
-                cursor[m] = inside ? name : RefOid{};
-            }
-        }
         line += " -> " + got;
         if (got != want) {
             out.ok = false;
@@ -221,8 +214,6 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
         }
         std::array<int64_t, 3> live = live_copies();
         for (int k = 0; k < 3; ++k) live[k] -= base[k];
-        const int64_t most[3] = {static_cast<int64_t>(4 * ref.neighbors), static_cast<int64_t>(ref.ports),
-                                 static_cast<int64_t>(ref.local_records)};
         if (out.ok && check_copies && (live[0] > most[0] || live[1] > most[1] || live[2] > most[2])) {
             out.ok = false;
             out.message = "request " + std::to_string(i + 1) + " (" + request_text(q) + "): live copies";
@@ -255,39 +246,26 @@ ModelCase shrink_case(const ModelCase& original, const RefTopology& ref) {
         return true;
     };
     // Walk steps become the GET-NEXT they made, so that they can go alone.
-    {
-        ModelCase c = best;
-        for (size_t i = 0; i < c.requests.size(); ++i) {
-            if (c.requests[i].kind != ModelRequest::Walk) continue;
-            c.requests[i].kind = ModelRequest::Next;
-            c.requests[i].name = o.asked[i];
-        }
-        try_case(c);
+    ModelCase nexts = best;
+    for (size_t i = 0; i < nexts.requests.size(); ++i) {
+        ModelRequest& q = nexts.requests[i];
+        if (q.kind == ModelRequest::Walk) q = {ModelRequest::Next, q.manager, q.clock_step, o.asked[i]};
     }
-    // Whole managers first.
-    for (uint32_t m = 0; m < 8; ++m) {
-        ModelCase c = best;
-        std::erase_if(c.requests, [&](const ModelRequest& q) { return q.manager == m; });
-        if (c.requests.size() != best.requests.size()) try_case(c);
-    }
-    // Then runs of requests, halving their length.
+    try_case(nexts);
+    // Then runs of requests, halving their length, and clock moves cut down.
     for (size_t chunk = std::max<size_t>(1, best.requests.size() / 2);; chunk /= 2) {
         for (size_t at = 0; at < best.requests.size();) {
             ModelCase c = best;
-            size_t end = std::min(at + chunk, c.requests.size());
-            c.requests.erase(c.requests.begin() + static_cast<ptrdiff_t>(at), c.requests.begin() + static_cast<ptrdiff_t>(end));
+            c.requests.erase(c.requests.begin() + static_cast<ptrdiff_t>(at),
+                             c.requests.begin() + static_cast<ptrdiff_t>(std::min(at + chunk, c.requests.size())));
             if (!try_case(c)) at += chunk;
         }
         if (chunk == 1) break;
     }
-    // Then the clock: no move, or a move of one second, where that still fails.
     for (size_t i = 0; i < best.requests.size(); ++i) {
-        for (uint32_t step : {0u, 1u, 2u}) {
-            if (best.requests[i].clock_step <= step) break;
-            ModelCase c = best;
-            c.requests[i].clock_step = step;
-            if (try_case(c)) break;
-        }
+        ModelCase c = best;
+        c.requests[i].clock_step = std::min(c.requests[i].clock_step, 1u);
+        if (c.requests[i].clock_step != best.requests[i].clock_step) try_case(c);
     }
     return best;
 }

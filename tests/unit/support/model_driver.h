@@ -1,14 +1,14 @@
 // Model-based driver shared by the model-based unit test and the fuzzer:
-// request sequences from several managers interleaved over a topology, each answer checked against the reference model, the module's
-// live record copies checked against the topology's record counts, and the
-// shrinking of a failing sequence.  A case runs the module as the agent does:
+// request sequences from several managers interleaved over a topology, each
+// answer checked against the reference, the module's live record copies
+// checked against the topology's record counts, and the shrinking of a
+// failing sequence.  A case runs the module as the agent does:
 // identity from the topology, the module started, every request routed
 // through mib_router over lldpmib_OidList with the fake clock moved before it,
 // the module stopped at the end.
 #pragma once
 #include <stddef.h>
 #include <stdint.h>
-#include <time.h>
 
 #include <random>
 #include <string>
@@ -55,8 +55,8 @@ const std::vector<RefOid>& walk_roots();
 // live copies (to look at the answers alone).
 ModelOutcome run_case(const ModelCase& c, const RefTopology& ref,
                       std::vector<std::string>* transcript = nullptr);
-// The shortest failing sequence found by dropping managers and requests (and
-// zeroing clock steps) while the case still fails.
+// A shorter failing sequence, found by dropping requests and cutting clock
+// moves while the case still fails.
 ModelCase shrink_case(const ModelCase& c, const RefTopology& ref);
 // The failure report: seed, topology, the shrunk sequence with answers.
 std::string failure_report(const std::string& title, const ModelCase& original,
@@ -64,8 +64,6 @@ std::string failure_report(const std::string& title, const ModelCase& original,
 // One request as text ("m1 +2s GET-NEXT 1.0.8802...").
 std::string request_text(const ModelRequest& r);
 
-// Moves the fake clock every test shares by seconds; the new time.
-time_t move_clock(time_t seconds);
 // Every snapshot stale, then one missing GET per table (names not in mib), so
 // that each table drops what it kept (best effort: copies a table keeps anyway
 // do not count against a later case, which counts from its own start).

@@ -20,8 +20,6 @@ std::string read_reference(const std::string& name);
 void set_debug(const std::string& flags);
 // True when the module lock is free (a destroyed mutex is free too).
 bool module_lock_free();
-// Moves the fake clock by seconds (and sets it, the first time).
-time_t advance_clock(time_t seconds);
 // Client copies plus lists alive: what a leak check compares.
 uint64_t live_objects();
 

@@ -99,8 +99,13 @@ std::string ref_line(const RefMib::value_type& binding) {
     return mib_router::to_text(binding.first) + " " + binding.second;
 }
 
-std::string ref_first(const RefMib& mib, const RefOid& name, const RefOid& prefix, bool after) {
-    auto it = after ? mib.upper_bound(name) : mib.lower_bound(name);
+std::string ref_get(const RefMib& mib, const RefOid& name) {
+    auto it = mib.find(name);
+    return it != mib.end() ? ref_line(*it) : "none";
+}
+
+std::string ref_next_under(const RefMib& mib, const RefOid& name, const RefOid& prefix) {
+    auto it = mib.upper_bound(name);
     return it != mib.end() && mib_router::is_prefix(prefix, it->first) ? ref_line(*it) : "none";
 }
 

@@ -38,9 +38,10 @@ const RefTopology& reference_of(const std::string& json);
 
 // A binding as the walker writes it, "<oid> <TYPE> <value>".
 std::string ref_line(const RefMib::value_type& binding);
-// The first binding under prefix from name on (GET-NEXT when after), as a
-// line, or "none".
-std::string ref_first(const RefMib& mib, const RefOid& name, const RefOid& prefix, bool after);
+// GET: the binding of name as a line, or "none".
+std::string ref_get(const RefMib& mib, const RefOid& name);
+// GET-NEXT inside prefix: the first binding after name under prefix, or "none".
+std::string ref_next_under(const RefMib& mib, const RefOid& name, const RefOid& prefix);
 
 // Object identifiers the tests share.
 namespace ref_oids {
