@@ -5,6 +5,7 @@
 
 #include <barrier>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <thread>
 
@@ -52,81 +53,48 @@ protected:
     }
 };
 
-// One start and stop per row: the fault armed before the start, the whole
-// trace of the start and the stop, and everything released after the stop.
-// Then many more rounds of the same, untraced, with threads locking and
-// unlocking the module between the start and the stop (after a failed start
-// the tear-down has destroyed the mutex): the lock never trips.
+// One start and stop per scenario of reference/startup.trace.txt: the fault
+// armed before the start, the whole trace of the start and the stop, and
+// everything released after the stop.  Then many more rounds of the same,
+// untraced, with threads locking and unlocking the module between the start
+// and the stop (after a failed start the tear-down has destroyed the mutex):
+// the lock never trips.
 struct Scenario {
-    const char* name;
-    const char* fault;  // failed on its first call after arming, or null
-    int status;
-    bool tovra_library;  // /pkg/lib/libtovra.so present
-    bool start;          // false: a stop without a start
-    bool running;        // the module holds its timers after the start
+    std::string name, fault;  // fault: failed on its first call after arming, or "-"
+    int status = 0;
+    bool tovra_library = false;  // /pkg/lib/libtovra.so present
+    bool start = false;          // false: a stop without a start
+    bool running = false;        // the module holds its timers after the start
     std::vector<std::string> lines;
 };
 
 std::ostream& operator<<(std::ostream& o, const Scenario& s) { return o << s.name; }
 
-// Texts as the platform gives them.
-const std::string kNoMemory = "Cannot allocate memory";
-const std::string kInvalid = "Invalid argument";
-const std::string kNoTovra = "Tovra client library unavailable";
-const std::string kUnreachable = "Unreachable";
-
-// Trace lines of a start up to the timer tree, with or without Tovra.
-std::vector<std::string> start_lines(bool tovra) {
-    std::vector<std::string> l = {"TRACE[lldpmib_init] ", "TRACE[lldpmib_im_conn_init] ",
-                                  "TRACE[lldpmib_tovra_conn_init] "};
-    if (!tovra) l.push_back("MIB[lldpmib_tovra_conn_init] Failed to bind to Tovra: " + kNoTovra);
-    return l;
-}
-const std::vector<std::string> kStop = {"TRACE[lldpmib_term] ", "TRACE[lldpmib_lock] ",
-                                        "TRACE[lldpmib_unlock] "};
-
-std::vector<std::string> join(std::initializer_list<std::vector<std::string>> parts) {
-    std::vector<std::string> out;
-    for (const auto& p : parts) out.insert(out.end(), p.begin(), p.end());
+std::vector<Scenario> scenarios() {
+    std::vector<Scenario> out;
+    std::stringstream in(lldpmib_test::read_reference("startup.trace.txt"));
+    for (std::string line; std::getline(in, line);) {
+        if (line.rfind("== ", 0) != 0) {
+            if (!line.empty() && line[0] != '#') out.back().lines.push_back(line);
+            continue;
+        }
+        std::stringstream f(line.substr(3));
+        std::string status, tovra, start, running;
+        Scenario s;
+        f >> s.name >> s.fault >> status >> tovra >> start >> running;
+        s.status = status == "UNREACHABLE" ? PLATFORM_ERR_UNREACHABLE : std::stoi(status);
+        s.tovra_library = tovra == "yes";
+        s.start = start == "yes";
+        s.running = running == "yes";
+        out.push_back(s);
+    }
     return out;
 }
-
-std::vector<std::string> failed_start(const std::string& mib_line, const std::string& err) {
-    std::vector<std::string> mib;
-    if (!mib_line.empty()) mib.push_back("MIB[lldpmib_init] " + mib_line + kNoMemory);
-    return join({start_lines(true), mib, kStop,
-                 {"ERROR[init_lldpmib] Failed to initialize the lldpmib library, err: " + err},
-                 kStop});
-}
-
-const Scenario kScenarios[] = {
-    {"no_tovra_library", nullptr, 0, false, true, true, join({start_lines(false), kStop})},
-    {"tovra_library", nullptr, 0, true, true, true, join({start_lines(true), kStop})},
-    {"stop_without_start", nullptr, 0, true, false, false, kStop},
-    {"attach_fails", "event_async_attach_event", 22, true, true, false, failed_start("", kInvalid)},
-    {"attach_fails_without_errno", "event_async_attach_event_errno0", 1, true, true, true,
-     join({start_lines(true), kStop})},
-    {"timer_tree_fails", "mgd_timer_tree_new", 12, true, true, false,
-     failed_start("Failed to allocate LLDP clnt cache timer tree: ", kNoMemory)},
-    {"timer_parent_fails", "mgd_timer_parent_new", 12, true, true, false,
-     failed_start("Failed to allocate LLDP clnt cache timer parent: ", kNoMemory)},
-    {"timer_leaf_fails", "mgd_timer_leaf_new", 12, true, true, false,
-     failed_start("Failed to allocate LLDP clnt cache timer leaf: ", kNoMemory)},
-    {"im_bind_fails", "imc_control_server_bind", PLATFORM_ERR_UNREACHABLE, true, true, true,
-     join({{"TRACE[lldpmib_init] ", "TRACE[lldpmib_im_conn_init] ",
-            "MIB[lldpmib_im_conn_init] Failed to bind to IM: " + kUnreachable,
-            "TRACE[lldpmib_tovra_conn_init] "},
-           kStop})},
-    {"client_init_fails", "lldp_client_init", PLATFORM_ERR_UNREACHABLE, true, true, false,
-     join({{"ERROR[init_lldpmib] Failed to initialize connection with LLDP client library, "
-            "error: " + kUnreachable},
-           kStop})},
-};
 
 class StartStopTest : public StartupTest, public ::testing::WithParamInterface<Scenario> {
 protected:
     void start_and_stop(const Scenario& s, const std::function<void()>& between) {
-        if (s.fault) platform_fault_fail_nth(s.fault, 1, s.status);
+        if (s.fault != "-") platform_fault_fail_nth(s.fault.c_str(), 1, s.status);
         if (s.start) init_lldpmib(nullptr, 1);
         between();
         init_lldpmib(nullptr, 0);
@@ -175,8 +143,8 @@ TEST_P(StartStopTest, TracesEveryStepReleasesEverythingAndLocksSafelyAfterwards)
     expect_all_released();
 }
 
-INSTANTIATE_TEST_SUITE_P(Scenarios, StartStopTest, ::testing::ValuesIn(kScenarios),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Scenarios, StartStopTest, ::testing::ValuesIn(scenarios()),
+                         [](const auto& info) { return info.param.name; });
 
 TEST_F(StartupTest, TimerHandlerStopsExpiredLeavesUnderTheLock) {
     start();
