@@ -1,5 +1,5 @@
 // Several agent threads walking and GETting every table at once while the
-// clock moves: every binding any of them gets must be the reference model's
+// clock moves: every binding any of them gets must be the reference's
 // value for that name (no torn or mixed rows), every GET of an existing row
 // finds it and every walk is complete.  Run under ThreadSanitizer to catch
 // data races as well.

@@ -1,6 +1,6 @@
 // Model-based tests: for a topology that does not change, every GET and
 // GET-NEXT through the method routines answers what the sorted table of all
-// served bindings (the reference model, read from the topology text) answers,
+// served bindings (the reference, computed from the topology text) answers,
 // whatever came before, from several managers interleaved, with the clock
 // moving less and more than a snapshot's second between requests; and the
 // module never holds more record copies than the topology has records.

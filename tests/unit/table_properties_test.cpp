@@ -1,6 +1,6 @@
 // What every table of the module shares, one body per property over a traits
 // struct per table, on examples/default.json with expected values from the
-// reference model: nothing served while LLDP is off (unless on an Orvik
+// reference: nothing served while LLDP is off (unless on an Orvik
 // router), a failing client call answers nothing, frees the lock and leaks
 // nothing, and a snapshot serves for about a second, then the daemon's data.
 #include <gtest/gtest.h>
