@@ -15,11 +15,6 @@ using lldp_model::parse_topology;
 
 namespace {
 
-std::string read(const std::string& path) {
-    std::ifstream in(path);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 struct bad_case {
     std::string name, fragment, json;
 };
@@ -69,8 +64,7 @@ int collect_rem_index(void* record, void* seen, void*) {  // 0 for a port's mark
 // default handles).
 TEST_F(Backend, AcceptedFileIsServedAsWritten) {
     char err[256] = "";
-    ASSERT_EQ(0, lldp_client_use_topology_text(read(LLDP_CLIENT_TESTS_DIR "/accepted_topology.json").c_str(),
-                                               "accepted", err, sizeof err))
+    ASSERT_EQ(0, lldp_client_use_topology_file(LLDP_CLIENT_TESTS_DIR "/accepted_topology.json", err, sizeof err))
         << err;
     const auto& n = lldp_client_current_topology(nullptr)->ports[0].neighbors[0];
     EXPECT_EQ(n.chassis_id, std::vector<uint8_t>(255, 0xaa));
@@ -88,11 +82,6 @@ TEST_F(Backend, AcceptedFileIsServedAsWritten) {
     std::vector<uint32_t> seen;
     EXPECT_EQ(0, lldp_client_iter_ne(&f, 1, 1, collect_rem_index, &seen, 1, nullptr));
     EXPECT_EQ(seen, (std::vector<uint32_t>{0, 3}));
-}
-
-// Every example loads in the reference walk tests; the embedded default is examples/default.json.
-TEST(TopologyJson, EmbeddedDefaultIsTheExample) {
-    EXPECT_EQ(read(LLDP_EXAMPLES_DIR "/default.json"), lldp_model::default_topology_text());
 }
 
 // A refused file leaves the previous backend serving; the message names the file.
