@@ -2,9 +2,7 @@
 // and node) before the module starts: local system data only for the
 // topology's node; on router type 18 the tables are served with LLDP off.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <fstream>
 #include <string>
 
 #include "backend.h"
@@ -15,37 +13,31 @@
 
 namespace {
 
+// The topologies are in tests/identity; none chosen serves examples/default.json.
 TEST(BackendIdentity, TopologySetsIdentityBeforeTheModuleStarts) {
     const char* kLocSysName = "1.0.8802.1.1.2.1.3.3.0";
     const char* kLocPortId1 = "1.0.8802.1.1.2.1.3.7.1.3.1";
-    const char* kLldpOff = R"("lldp": {"enabled": false, "node_enabled": false},
-        "local": {"chassis_id": "x"}, "ports": [{"port_num": 1, "port_id": "g1"}]})";
     const struct {
-        std::string json;  // empty: nothing chosen, examples/default.json built in
+        const char* file;  // null: nothing chosen
         uint32_t router_type, node_id;
         const char* oid;
         bool served;
     } cases[] = {
-        {R"({"node_id": 3, "local": {"chassis_id": "x", "sys_name": "n3"}})", 25, 3, kLocSysName, true},
-        {std::string(R"({"router_type": 18, )") + kLldpOff, 18, 1, kLocPortId1, true},
-        {std::string(R"({"router_type": 25, )") + kLldpOff, 25, 1, kLocPortId1, false},
-        {"", 25, 1, kLocSysName, true},
+        {"node3.json", 25, 3, kLocSysName, true},
+        {"orvik_lldp_off.json", 18, 1, kLocPortId1, true},
+        {"lldp_off.json", 25, 1, kLocPortId1, false},
+        {nullptr, 25, 1, kLocSysName, true},
     };
     time_t clock = 2000000;
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.json);
+        SCOPED_TRACE(c.file ? c.file : "nothing chosen");
         platform_set_fake_time(clock += 100);  // snapshots of the last case go stale
         platform_set_identity(7, 99);          // whatever was there before
         lldp_client_use_default();             // as in a fresh process
         mib_router::BackendChoice choice;
-        const std::string path = ::testing::TempDir() + "identity-" + std::to_string(getpid()) + ".json";
-        if (!c.json.empty()) {
-            std::ofstream(path) << c.json;
-            choice.topology_file = path;
-        }
+        if (c.file) choice.topology_file = std::string(IDENTITY_TOPOLOGIES_DIR "/") + c.file;
         std::string error;
         ASSERT_TRUE(mib_router::use_backend(choice, &error)) << error;
-        unlink(path.c_str());
         uint32_t node = 0;
         ASSERT_EQ(platform_get_my_nodeid(&node), 0);
         EXPECT_EQ(platform_get_router_type(), c.router_type);

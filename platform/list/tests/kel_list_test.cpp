@@ -24,7 +24,7 @@ int compare_items(void* a, void* b) {
 std::pair<std::vector<Item*>, std::vector<Item*>> contents(kel_list_handle list) {
     std::vector<Item*> fwd, back;
     kel_list_node_t* last = nullptr;
-    for (kel_list_node_t* n = kel_list_get_head(list); n; n = n->next) fwd.push_back(static_cast<Item*>((last = n)->data));
+    for (auto* n = kel_list_get_head(list); n; last = n, n = n->next) fwd.push_back(static_cast<Item*>(n->data));
     for (kel_list_node_t* n = last; n; n = n->prev) back.insert(back.begin(), static_cast<Item*>(n->data));
     return {fwd, back};
 }

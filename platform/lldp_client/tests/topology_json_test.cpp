@@ -1,11 +1,15 @@
-// Topology files: what is accepted, what is refused and how the refusal reads.
+// Topology files and switching backends: what is accepted and served as
+// written, what is refused and how the refusal reads, and that a refused
+// switch leaves the previous backend serving.
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <string>
 
 #include "lldp_client_model.h"
+#include "platform_fault.h"
 
 using lldp_model::parse_topology;
 
@@ -16,6 +20,7 @@ struct bad_case {
 };
 std::ostream& operator<<(std::ostream& os, const bad_case& c) { return os << c.name; }
 
+// An unreadable file generates no cases, which GoogleTest reports as a failure.
 std::vector<bad_case> bad_cases() {
     std::vector<bad_case> cases;
     std::ifstream in(LLDP_CLIENT_TESTS_DIR "/refused_topologies.txt");
@@ -35,39 +40,52 @@ TEST_P(RefusedTopology, NamesFilePathAndProblem) {
     EXPECT_EQ(err.rfind("t.json: " + GetParam().fragment, 0), 0u) << err;
 }
 
-TEST(TopologyJson, RefusedCasesFileRead) { EXPECT_GE(bad_cases().size(), 40u); }
-
 INSTANTIATE_TEST_SUITE_P(Loader, RefusedTopology, testing::ValuesIn(bad_cases()),
                          [](const testing::TestParamInfo<bad_case>& i) { return i.param.name; });
 
-TEST(TopologyJson, HexFormsAndFullRangesAccepted) {
-    std::string err;
-    auto t = parse_topology(R"({"router_type": 4294967295, "node_id": 0,
-        "local": {"chassis_id": "x", "supported_caps": 65535},
-        "ports": [{"port_num": 2147483647, "ifhandle": 4294967295, "port_id": "p", "neighbors": [
-          {"rem_index": 2147483647, "time_mark": 4294967295, "chassis_id": {"hex": ")" +
-                                std::string(510, 'a') + R"("}, "port_id": {"hex": "00:11 22-33aA"},
-           "man_addrs": [{"addr": "0.0.0.0", "if_id": 4294967295, "subtype": 255}],
-           "unknown_tlvs": [{"type": 0, "info": {"hex": ""}}, {"type": 255, "info": "a\u0000b"}],
-           "org_def_tlvs": [{"oui": "ff-ff-ff", "subtype": 255, "index": 2147483647}]}]}]})",
-                            "t.json", &err);
-    ASSERT_NE(t, nullptr) << err;
-    const auto& n = t->ports[0].neighbors[0];
+class Backend : public testing::Test {
+protected:
+    void SetUp() override { platform_fault_reset(); }
+    void TearDown() override {
+        lldp_client_use_default();
+        platform_fault_reset();
+    }
+};
+
+int collect_rem_index(void* record, void* seen, void*) {  // 0 for a port's marker
+    auto* rec = static_cast<neighbor_td*>(record);
+    static_cast<std::vector<uint32_t>*>(seen)->push_back(rec->port_marker ? 0 : rec->mib->rem_index);
+    return 0;
+}
+
+// Hex with separators and either case, a 255-octet identifier, text holding
+// a NUL, an OUI as text; a custom ifhandle reaches the port walk and the
+// neighbour filter (the random topologies of the model-based test keep the
+// default handles).
+TEST_F(Backend, AcceptedFileIsServedAsWritten) {
+    char err[256] = "";
+    ASSERT_EQ(0, lldp_client_use_topology_file(LLDP_CLIENT_TESTS_DIR "/accepted_topology.json", err, sizeof err))
+        << err;
+    const auto& n = lldp_client_current_topology(nullptr)->ports[0].neighbors[0];
     EXPECT_EQ(n.chassis_id, std::vector<uint8_t>(255, 0xaa));
     EXPECT_EQ(n.port_id, (std::vector<uint8_t>{0x00, 0x11, 0x22, 0x33, 0xaa}));
     EXPECT_TRUE(n.unknown_tlvs[0].info.empty());
     EXPECT_EQ(n.unknown_tlvs[1].info, (std::vector<uint8_t>{'a', 0, 'b'}));
     EXPECT_EQ(n.org_def_tlvs[0].oui, 0xffffffu);
-}
 
-// Every example loads in the reference walk tests; the embedded default is examples/default.json.
-TEST(TopologyJson, EmbeddedDefaultIsTheExample) {
-    std::ifstream in(std::string(LLDP_EXAMPLES_DIR) + "/default.json");
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), lldp_model::default_topology_text());
+    uint32_t next = 0, handle = 0;
+    ASSERT_EQ(0, lldp_client_get_next_if_local(3, &next, &handle));
+    EXPECT_EQ(next, 5u);
+    EXPECT_EQ(handle, 0xffffffffu);
+    lldp_client_filter f{};
+    f.kind = LLDP_FILTER_NEIGHBORS, f.ifhandle = 0xffffffff;
+    std::vector<uint32_t> seen;
+    EXPECT_EQ(0, lldp_client_iter_ne(&f, 1, 1, collect_rem_index, &seen, 1, nullptr));
+    EXPECT_EQ(seen, (std::vector<uint32_t>{0, 3}));
 }
 
 // A refused file leaves the previous backend serving; the message names the file.
-TEST(TopologyJson, BadFileChangesNothing) {
+TEST_F(Backend, BadFileChangesNothing) {
     char err[256];
     ASSERT_EQ(0, lldp_client_use_topology_text(R"({"node_id": 7, "local": {"chassis_id": "x"}})", "good", err,
                                                sizeof err))
@@ -83,7 +101,23 @@ TEST(TopologyJson, BadFileChangesNothing) {
     EXPECT_NE(0, lldp_client_use_topology_text("{", "inline", small, sizeof small));
     EXPECT_STREQ(small, "inline:");
     std::remove(path.c_str());
-    lldp_client_use_default();
+}
+
+// Operations a walk never calls (the fault sweep covers those, the startup
+// test lldp_client_init): each counts its calls and, armed, fails.
+TEST_F(Backend, FaultInjectionReachesBackendSwitches) {
+    const std::pair<const char*, std::function<bool()>> ops[] = {
+        {"lldp_client_use_topology_text", [] { return lldp_client_use_topology_text("{}", "x", nullptr, 0) == 77; }},
+        {"lldp_client_use_topology_file", [] { return lldp_client_use_topology_file("/none", nullptr, 0) == 77; }},
+        {"lldp_client_use_lldpd",  // a refused switch keeps the topology being served
+         [] { return lldp_client_use_lldpd(nullptr, 0, nullptr, 0) == 77 && lldp_client_current_topology(nullptr); }},
+        {"lldp_client_is_node_lldp_enabled", [] { return lldp_client_is_node_lldp_enabled() == 0; }}};
+    for (const auto& [op, fails] : ops) {
+        platform_fault_reset();
+        platform_fault_fail_nth(op, 1, 77);
+        EXPECT_TRUE(fails()) << op;
+        EXPECT_EQ(platform_fault_calls(op), 1u) << op;
+    }
 }
 
 }  // namespace

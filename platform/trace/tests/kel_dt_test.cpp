@@ -84,39 +84,30 @@ TEST_P(TraceGateTest, SettingGatesFlagsAndTheirLines) {
 
 INSTANTIATE_TEST_SUITE_P(Settings, TraceGateTest, ::testing::ValuesIn(kGateCases));
 
-TEST_F(TraceTest, ConfigureBeforeRegistrationWinsOverTheEnvironment) {
-    setenv("LLDPMIB_DEBUG", "all", 1);
-    kel_dt_configure("lldp/errors");
-    EXPECT_FALSE(kel_dt_flag_enabled(reg("lldp/trace")));
-    EXPECT_TRUE(kel_dt_flag_enabled(reg("lldp/errors")));
-}
-
-// Standard error, or the trace file when one is set: one newline per line.
+// Standard error, or the trace file when one is set (and then only the
+// file): one newline per line.  --debug given before the flags register
+// wins over the environment.
 TEST_F(TraceTest, SinksGetExactlyTheEnabledLines) {
-    kel_dt_configure("lldp/errors");
-    kel_dt_handle errors = reg("lldp/errors"), trace = reg("lldp/trace");
-    auto log_three = [&] {
+    const std::string path = ::testing::TempDir() + "kel_dt_" + std::to_string(getpid()) + ".log";
+    for (bool to_file : {false, true}) {
+        SCOPED_TRACE(to_file ? "trace file" : "standard error");
+        unlink(path.c_str());
+        if (to_file) setenv("LLDPMIB_TRACE_FILE", path.c_str(), 1);
+        setenv("LLDPMIB_DEBUG", "all", 1);
+        kel_dt::reset_for_tests();
+        kel_dt_configure("lldp/errors");
+        kel_dt_handle errors = reg("lldp/errors"), trace = reg("lldp/trace");
+        ::testing::internal::CaptureStderr();
         _kel_dt_log_filter_adv(errors, 0, 0, 0, 0, 0, &site_, "ERROR[%s] code %d", "f", 5);
         _kel_dt_log_filter_adv(trace, 0, 0, 0, 0, 0, &site_, "TRACE[%s] ", "f");
         _kel_dt_log_filter_adv(errors, 0, 0, 0, 0, 0, &site_, "ERROR[%s] again\n", "g");
-    };
-    const std::string want = "ERROR[f] code 5\nERROR[g] again\n";
-    ::testing::internal::CaptureStderr();
-    log_three();
-    EXPECT_EQ(want, ::testing::internal::GetCapturedStderr());
-
-    const std::string path = ::testing::TempDir() + "kel_dt_" + std::to_string(getpid()) + ".log";
-    unlink(path.c_str());
-    setenv("LLDPMIB_TRACE_FILE", path.c_str(), 1);
-    setenv("LLDPMIB_DEBUG", "lldp/errors", 1);
-    kel_dt::reset_for_tests();
-    errors = reg("lldp/errors");
-    trace = reg("lldp/trace");
-    log_three();
-    kel_dt::reset_for_tests();  // closes the file
-    std::stringstream got;
-    got << std::ifstream(path).rdbuf();
-    EXPECT_EQ(want, got.str());
+        const std::string err = ::testing::internal::GetCapturedStderr();
+        kel_dt::reset_for_tests();  // closes the file
+        std::stringstream file;
+        file << std::ifstream(path).rdbuf();
+        EXPECT_EQ(to_file ? file.str() : err, "ERROR[f] code 5\nERROR[g] again\n");
+        EXPECT_EQ(to_file ? err : file.str(), "");
+    }
     unlink(path.c_str());
 }
 
