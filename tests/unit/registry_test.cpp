@@ -21,13 +21,6 @@ std::string dotted(const OID& oid) {
     return snmp_oid_to_text(&oid, buf, sizeof buf);
 }
 
-std::vector<uint32_t> parse(const std::string& d) {
-    std::vector<uint32_t> out;
-    std::stringstream in(d);
-    for (std::string part; std::getline(in, part, '.');) out.push_back(static_cast<uint32_t>(std::stoul(part)));
-    return out;
-}
-
 // The method routine of the objects under each entry or group.
 const std::map<std::string, GetMethod> kRoutines = {
     {"lldpLocalSystemData", lldpLocalSystemData_get},       {"lldpLocPortEntry", lldpLocPortEntry_get},
@@ -57,8 +50,8 @@ TEST(Registry, IdentifiersNameTableAndObjectListMatchTheReferenceList) {
         // The identifier array the module exports under the object's name.
         const auto* id = static_cast<const uint32_t*>(dlsym(RTLD_DEFAULT, ("ID" + o.name).c_str()));
         ASSERT_NE(nullptr, id) << "ID" << o.name;
-        std::vector<uint32_t> want = parse(d);
-        EXPECT_EQ(want, std::vector<uint32_t>(id, id + want.size())) << "ID" << o.name;
+        const mib_router::Oid want = *mib_router::parse_oid(d);
+        EXPECT_EQ(want, mib_router::Oid(id, id + want.size())) << "ID" << o.name;
     }
     ASSERT_GT(nodes, 20u);
 
