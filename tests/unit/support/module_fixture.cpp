@@ -31,8 +31,6 @@ bool module_lock_free() {
     return rc != EBUSY;
 }
 
-uint64_t live_objects() { return uint64_t{lldp_client_live_copies()} + kel_list_live_count(); }
-
 const RefTopology& use_topology(const std::string& json) {
     unsetenv("ENKT_ACTIVE");
     const RefTopology& ref = reference_of(json);

@@ -20,8 +20,6 @@ std::string read_reference(const std::string& name);
 void set_debug(const std::string& flags);
 // True when the module lock is free (a destroyed mutex is free too).
 bool module_lock_free();
-// Client copies plus lists alive: what a leak check compares.
-uint64_t live_objects();
 
 // Loads json as the client's topology (failing the test on a refusal) with
 // the platform identity it names; its reference.
