@@ -10,8 +10,6 @@ import subprocess
 import tempfile
 import time
 
-import pytest
-
 REPO = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("LLDPMIB_BUILD_DIR", REPO / "build"))
 AGENTX = BUILD / "host" / "lldpmib-agentx"
@@ -19,8 +17,6 @@ WALKER = BUILD / "tools" / "lldpmib-walk"
 EXAMPLES = REPO / "examples"
 MIBS = REPO / "mibs"
 LLDP_MIB = "1.0.8802.1.1.2"
-# Only our module: Debian ships none of the IETF modules net-snmp adds by default.
-BY_NAME = ("-M", f"+{MIBS}", "-m", "LLDP-MIB")
 NO_ANSWER = ("NOSUCHOBJECT", "NOSUCHINSTANCE", "ENDOFMIBVIEW")
 VALUES = {"INTEGER: ": "INTEGER ", "Hex-STRING: ": "OCTETS ", '""': "OCTETS ", "OID: .": "OID ",
           "No Such Object": NO_ANSWER[0], "No Such Instance": NO_ANSWER[1], "No more variables": NO_ANSWER[2]}
@@ -33,15 +29,14 @@ def free_udp_port():
 
 
 def stop_process(proc, timeout=5.0):
-    """SIGTERM, then SIGKILL; returns the exit status."""
-    if proc.poll() is None:
+    """SIGTERM, then SIGKILL (None and ended processes are left alone)."""
+    if proc and proc.poll() is None:
         proc.send_signal(signal.SIGTERM)
         try:
             proc.wait(timeout)
         except subprocess.TimeoutExpired:
             proc.kill()
             proc.wait()
-    return proc.returncode
 
 
 class Agent:
@@ -81,18 +76,8 @@ class Agent:
         assert wait_until(lambda: self.socket.exists() or self.snmpd.poll() is not None, 10) \
             and self.socket.exists(), "snmpd did not start: " + self.log("snmpd.log")
 
-    def stop_master(self):
-        if self.snmpd:
-            stop_process(self.snmpd)
-            self.snmpd = None
-
     def start_subagent(self):
         self.subagent = self._spawn(self.command, "subagent.log")
-
-    def stop_subagent(self):
-        if self.subagent:
-            stop_process(self.subagent)
-            self.subagent = None
 
     def wait_served(self, timeout=15.0):
         """Until the master stops answering noSuchObject for lldpLocChassisIdSubtype.0
@@ -118,18 +103,17 @@ class Agent:
 
     def close(self):
         # The subagent first: stopping both at once can trip net-snmp in it.
-        self.stop_subagent()
-        self.stop_master()
+        stop_process(self.subagent)
+        stop_process(self.snmpd)
         shutil.rmtree(self.dir, ignore_errors=True)
 
     def log(self, name):
         path = self.dir / name
         return path.read_text(errors="replace")[-2000:] if path.exists() else ""
 
-    def snmp(self, tool, *args, community="public", options=("-On", "-Ox", "-Oe"),
-             timeout=2.0, check=True):
+    def snmp(self, tool, *args, community="public", timeout=2.0, check=True):
         """One net-snmp command against this agent; the CompletedProcess."""
-        cmd = [tool, "-v2c", "-c", community, *options, "-t", str(timeout), "-r", "1",
+        cmd = [tool, "-v2c", "-c", community, "-On", "-Ox", "-Oe", "-t", str(timeout), "-r", "1",
                f"127.0.0.1:{self.port}", *args]
         r = subprocess.run(cmd, env=self.env, capture_output=True, text=True, timeout=120)
         assert not check or r.returncode == 0, f"{' '.join(cmd)}: {r.stderr}"
@@ -160,22 +144,12 @@ def parse_snmp(text):
     records = []
     for line in text.splitlines():
         if line.startswith(".") and " = " in line:
-            records.append(line)
+            name, value = line[1:].split(" = ", 1)
+            prefix = next((p for p in VALUES if value.startswith(p)), None)
+            assert prefix, f"unexpected value: {line}"
+            records.append([name, VALUES[prefix], value[len(prefix):] if VALUES[prefix][-1] == " " else ""])
         elif records and line.strip():
-            records[-1] += " " + line.strip()
-    lines = []
-    for name, value in (r[1:].split(" = ", 1) for r in records):
-        prefix = next((p for p in VALUES if value.startswith(p)), None)
-        assert prefix, f"unexpected value: {name} = {value}"
-        rest = value[len(prefix):] if VALUES[prefix].endswith(" ") else ""
-        lines.append(f"{name} {VALUES[prefix]}" + ("".join(rest.split()).lower() if prefix == "Hex-STRING: "
-                                                    else rest.strip()))
-    return lines
+            records[-1][2] += " " + line
+    return [f"{name} {kind}" + ("".join(rest.split()).lower() if kind == "OCTETS " else rest.strip())
+            for name, kind, rest in records]
 
-
-@pytest.fixture(scope="session", autouse=True)
-def binaries():
-    missing = [str(p) for p in (AGENTX, WALKER) if not os.access(p, os.X_OK)]
-    missing += [t for t in ("snmpd", "snmpwalk") if not shutil.which(t)]
-    if missing:
-        pytest.exit(f"missing {missing}: build (LLDPMIB_BUILD_DIR={BUILD}), run scripts/setup.sh", 2)

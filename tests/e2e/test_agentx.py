@@ -9,7 +9,7 @@ import time
 
 import pytest
 
-from conftest import AGENTX, BUILD, EXAMPLES, REPO, WALKER, Agent
+from conftest import AGENTX, BUILD, EXAMPLES, REPO, WALKER, Agent, stop_process
 from reference import walk
 
 DEFAULT = EXAMPLES / "default.json"  # the topology compiled into the client library
@@ -25,7 +25,7 @@ def test_subagent_waits_for_a_late_master_and_survives_its_restart():
             a.start_master()
             a.wait_served()
             assert a.walk() == walk(DEFAULT)
-            a.stop_master()
+            stop_process(a.snmpd)
     finally:
         a.close()
 
