@@ -22,6 +22,18 @@ VALUES = {"INTEGER: ": "INTEGER ", "Hex-STRING: ": "OCTETS ", '""': "OCTETS ", "
           "No Such Object": NO_ANSWER[0], "No Such Instance": NO_ANSWER[1], "No more variables": NO_ANSWER[2]}
 
 
+def run(*cmd, timeout=60, **kw):
+    """A command to its end, output captured as text; the CompletedProcess."""
+    return subprocess.run([str(c) for c in cmd], capture_output=True, text=True, timeout=timeout, **kw)
+
+
+def spawn(cmd, log, **kw):
+    """A command in a session of its own, output appended to the file log."""
+    with open(log, "ab") as out:
+        return subprocess.Popen([str(c) for c in cmd], stdout=out, stderr=subprocess.STDOUT,
+                                start_new_session=True, **kw)
+
+
 def free_udp_port():
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
         s.bind(("127.0.0.1", 0))
@@ -50,8 +62,8 @@ class Agent:
         self.dir = pathlib.Path(tempfile.mkdtemp(prefix="lldpmib-e2e."))
         self.port = free_udp_port()
         self.socket = self.dir / "agentx.sock"
-        self.command = [*prefix, str(binary), "-f", "--agentx-socket", f"unix:{self.socket}",
-                        *(["--topology", str(topology)] if topology else []), *args]
+        self.command = [*prefix, binary, "-f", "--agentx-socket", f"unix:{self.socket}",
+                        *(["--topology", topology] if topology else []), *args]
         # Not the config's directory: snmpd saves its state as snmpd.conf there.
         state = self.dir / "state"
         state.mkdir()
@@ -64,29 +76,24 @@ class Agent:
             f"agentXSocket unix:{self.socket}\ndontLogTCPWrappersConnects yes\n"
             f"[snmp] persistentDir {state}\n[snmp] mibs :\n")
 
-    def _spawn(self, cmd, log):
-        with open(self.dir / log, "ab") as out:
-            return subprocess.Popen(cmd, env=self.env, stdout=out, stderr=subprocess.STDOUT,
-                                    start_new_session=True)
-
     def start_master(self):
         self.socket.unlink(missing_ok=True)
-        self.snmpd = self._spawn(["snmpd", "-f", "-I", "-smux", "-C", "-c", self.dir / "master.conf",
-                                  "-Lf", self.dir / "snmpd.log", "-p", self.dir / "snmpd.pid"], "snmpd.out")
+        self.snmpd = spawn(["snmpd", "-f", "-I", "-smux", "-C", "-c", self.dir / "master.conf",
+                            "-Lf", self.dir / "snmpd.log"], self.dir / "snmpd.out", env=self.env)
         assert wait_until(lambda: self.socket.exists() or self.snmpd.poll() is not None, 10) \
             and self.socket.exists(), "snmpd did not start: " + self.log("snmpd.log")
 
     def start_subagent(self):
-        self.subagent = self._spawn(self.command, "subagent.log")
+        self.subagent = spawn(self.command, self.dir / "subagent.log", env=self.env)
 
-    def wait_served(self, timeout=15.0):
+    def wait_served(self):
         """Until the master stops answering noSuchObject for lldpLocChassisIdSubtype.0
         (asked with the read-write community, which sees every view)."""
         def served():
             assert self.subagent.poll() is None, "subagent exited: " + self.log("subagent.log")
             got = self.get(LLDP_MIB + ".1.3.1.0", timeout=0.5, check=False, community="private")
             return got and not got[0].endswith("NOSUCHOBJECT")
-        assert wait_until(served, timeout), "not served: " + self.log("subagent.log")
+        assert wait_until(served, 15), "not served: " + self.log("subagent.log")
 
     def __enter__(self):
         try:
@@ -113,10 +120,9 @@ class Agent:
 
     def snmp(self, tool, *args, community="public", timeout=2.0, check=True):
         """One net-snmp command against this agent; the CompletedProcess."""
-        cmd = [tool, "-v2c", "-c", community, "-On", "-Ox", "-Oe", "-t", str(timeout), "-r", "1",
-               f"127.0.0.1:{self.port}", *args]
-        r = subprocess.run(cmd, env=self.env, capture_output=True, text=True, timeout=120)
-        assert not check or r.returncode == 0, f"{' '.join(cmd)}: {r.stderr}"
+        r = run(tool, "-v2c", "-c", community, "-On", "-Ox", "-Oe", "-t", timeout, "-r", "1",
+                f"127.0.0.1:{self.port}", *args, env=self.env)
+        assert not check or r.returncode == 0, f"{' '.join(r.args)}: {r.stderr}"
         return r
 
     def get(self, *oids, tool="snmpget", **kw):

@@ -4,12 +4,11 @@ own, lldpmib-walk's and the launcher's) with one clear line."""
 import os
 import signal
 import socket
-import subprocess
 import time
 
 import pytest
 
-from conftest import AGENTX, BUILD, EXAMPLES, REPO, WALKER, Agent, stop_process
+from conftest import AGENTX, BUILD, EXAMPLES, REPO, WALKER, Agent, run, stop_process
 from reference import walk
 
 DEFAULT = EXAMPLES / "default.json"  # the topology compiled into the client library
@@ -39,8 +38,8 @@ def test_signal_stops_the_subagent_cleanly_with_its_trace(sig):
         assert any(tag in a.log("subagent.log") for tag in ("TRACE[", "MIB[", "VERBOSE["))
 
 
-PROGRAMS = {"lldpmib-agentx": [str(AGENTX), "-f"], "lldpmib-walk": [str(WALKER)],
-            "run-agent": ["bash", str(REPO / "scripts" / "run-agent.sh")]}
+PROGRAMS = {"lldpmib-agentx": [AGENTX, "-f"], "lldpmib-walk": [WALKER],
+            "run-agent": ["bash", REPO / "scripts" / "run-agent.sh"]}
 
 
 @pytest.mark.parametrize("program,args,says", [
@@ -64,8 +63,7 @@ def test_bad_command_line_gives_one_line_and_fails(program, args, says, tmp_path
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as busy:
         busy.bind(("127.0.0.1", 0))
         args = [a.format(bad=tmp_path / "bad.json", busy=busy.getsockname()[1]) for a in args]
-        r = subprocess.run(PROGRAMS[program] + args, capture_output=True, text=True, timeout=30,
-                           env=dict(os.environ, LLDPMIB_BUILD_DIR=str(BUILD)))
+        r = run(*PROGRAMS[program], *args, env=dict(os.environ, LLDPMIB_BUILD_DIR=str(BUILD)))
     assert r.returncode != 0
     assert len(r.stderr.strip().splitlines()) == 1 and r.stderr.startswith(program + ": "), r.stderr
     assert says is None or says in r.stderr, r.stderr

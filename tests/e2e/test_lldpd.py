@@ -9,14 +9,14 @@ bravo sends two organisationally specific TLVs with the same OUI and subtype."""
 import ipaddress
 import json
 import os
+import pathlib
 import shutil
-import subprocess
 import tempfile
 import uuid
 
 import pytest
 
-from conftest import LLDP_MIB, Agent, stop_process, wait_until
+from conftest import LLDP_MIB, Agent, run, spawn, stop_process, wait_until
 from reference import caps
 
 LOCAL, LOC_PORT, LOC_MAN_ADDR = (LLDP_MIB + s for s in (".1.3", ".1.3.7.1", ".1.3.8.1"))
@@ -54,63 +54,54 @@ CONFIG = {"router": "configure system capabilities enabled router\n",
                    "configure lldp custom-tlv add oui 33,44,55 subtype 1 oui-info 03\n"}
 
 
-def run(*args, check=True, **kw):
-    return subprocess.run(args, check=check, timeout=20, capture_output=True, text=True, **kw)
-
-
 class Lab:
     """The namespaces, links and daemons above; close() undoes whatever was made."""
 
     def __init__(self):
         self.tag = "lm" + uuid.uuid4().hex[:6]
-        self.dir = tempfile.mkdtemp(prefix="lldpmib-lldpd-")
+        self.dir = pathlib.Path(tempfile.mkdtemp(prefix="lldpmib-lldpd-"))
         os.chmod(self.dir, 0o755)  # lldpd drops to _lldpd and must reach its socket
-        open(os.path.join(self.dir, "empty.conf"), "w").close()
         self.daemons = {}
         self.ns = {h: f"{self.tag}-{h}" for h in HOSTS}
-        self.sock = {h: os.path.join(self.dir, h + ".sock") for h in HOSTS}
+        self.sock = {h: self.dir / f"{h}.sock" for h in HOSTS}
 
     def start(self, host):
-        with open(os.path.join(self.dir, host + ".log"), "a") as log:
-            p = self.daemons[host] = subprocess.Popen(
-                ["ip", "netns", "exec", self.ns[host], "lldpd", "-d", "-u", self.sock[host], "-O",
-                 os.path.join(self.dir, "empty.conf")], stdout=log, stderr=subprocess.STDOUT)
+        p = self.daemons[host] = spawn(["ip", "netns", "exec", self.ns[host], "lldpd", "-d", "-O",
+                                        "/dev/null", "-u", self.sock[host]], self.dir / f"{host}.log")
         assert wait_until(lambda: p.poll() is not None or run(
-            "lldpcli", "-u", self.sock[host], "show", "chassis", check=False).returncode == 0, 10)
+            "lldpcli", "-u", self.sock[host], "show", "chassis").returncode == 0, 10)
         assert p.poll() is None, f"lldpd in {host} exited with {p.returncode}"
-        run("lldpcli", "-u", self.sock[host], input=f"configure system hostname {host}\n"
+        run("lldpcli", "-u", self.sock[host], check=True, input=f"configure system hostname {host}\n"
             "configure lldp tx-interval 1\nconfigure system ip management pattern 10.0.*,fd00:*\n"
             + CONFIG.get(host, ""))
 
     def stop(self, host):
         stop_process(self.daemons.pop(host))
 
-    def lldpcli(self, host, *args):
-        return run("lldpcli", "-u", self.sock[host], *args).stdout
-
     def show(self, *args):
         """The router's lldpcli view, as json0 (one-element lists stay lists)."""
-        return json.loads(self.lldpcli("router", "-f", "json0", "show", *args))
+        return json.loads(run("lldpcli", "-u", self.sock["router"], "-f", "json0", "show", *args,
+                              check=True).stdout)
 
-    def wait_neighbours(self, names, timeout=30):
+    def wait_neighbours(self, names):
         """The router's neighbours once exactly these are known with final names and TLVs."""
         def settled():
             n = self.show("neighbors", "details")["lldp"][0].get("interface", [])
             named = {value(i["chassis"][0], "name"): i for i in n}
             tlvs = named.get("bravo", {}).get("unknown-tlvs", [{}])[0].get("unknown-tlv", [])
             return set(named) == names and ("bravo" not in names or len(tlvs) == 2) and n
-        n = wait_until(settled, timeout, 0.2)
+        n = wait_until(settled, 30, 0.2)
         assert n, f"router did not learn exactly {sorted(names)}: {self.show('neighbors')}"
         return n
 
     def close(self):
         for host in list(self.daemons):
             self.stop(host)
-        run("ip", "link", "del", self.tag + "-a", check=False)  # left by a failed set-up
+        run("ip", "link", "del", self.tag + "-a")  # left by a failed set-up
         for ns in self.ns.values():
             # lldpd's privilege-separated child may outlive its parent for a moment.
-            run("kill", "-9", *run("ip", "netns", "pids", ns, check=False).stdout.split(), check=False)
-            run("ip", "netns", "del", ns, check=False)
+            run("kill", "-9", *run("ip", "netns", "pids", ns).stdout.split())
+            run("ip", "netns", "del", ns)
         shutil.rmtree(self.dir, ignore_errors=True)
 
 
@@ -120,7 +111,7 @@ def lab():
         pytest.skip("needs root, ip, lldpd and lldpcli")
     lab = Lab()
     try:
-        r = run("sh", "-e", "-c", NETWORK, check=False, env=dict(os.environ, T=lab.tag))
+        r = run("sh", "-e", "-c", NETWORK, env=dict(os.environ, T=lab.tag))
         if r.returncode == 99:
             pytest.skip("no network namespaces here: " + r.stderr.strip())
         assert r.returncode == 0, r.stderr

@@ -4,9 +4,8 @@ name: test_launcher)."""
 import ctypes
 import os
 import re
-import subprocess
 
-from conftest import BUILD, LLDP_MIB, MIBS
+from conftest import BUILD, LLDP_MIB, MIBS, run
 
 LIBRARY = BUILD / "l2protocols" / "ethernet" / "lldp" / "liblldpmib.so"
 # A state directory with nothing left to create: net-snmp reports every one it makes.
@@ -15,8 +14,8 @@ os.makedirs(STATE / "cert_indexes", exist_ok=True)
 
 
 def translate(*args, modules="LLDP-MIB"):
-    return subprocess.run(["snmptranslate", "-M", f"+{MIBS}", "-m", modules, *args], capture_output=True,
-                          text=True, timeout=30, env=dict(os.environ, SNMP_PERSISTENT_DIR=str(STATE)))
+    return run("snmptranslate", "-M", f"+{MIBS}", "-m", modules, *args,
+               env=dict(os.environ, SNMP_PERSISTENT_DIR=str(STATE)))
 
 
 def test_mib_loads_without_a_word():
@@ -30,8 +29,7 @@ def test_mib_loads_without_a_word():
 def test_mib_identifiers_are_the_modules():
     """The library's IDlldp* arrays and its name table, against the MIB's names."""
     lib = ctypes.CDLL(str(LIBRARY))
-    symbols = subprocess.run(["nm", "-D", "--defined-only", "-S", str(LIBRARY)],
-                             capture_output=True, text=True, check=True).stdout
+    symbols = run("nm", "-D", "--defined-only", "-S", LIBRARY, check=True).stdout
     ids = {}
     for size, name in re.findall(r"^[0-9a-f]+ ([0-9a-f]+) R (IDlldp\w+)$", symbols, re.M):
         ids[name[2:]] = ".".join(map(str, (ctypes.c_uint32 * (int(size, 16) // 4)).in_dll(lib, name)))
