@@ -17,10 +17,9 @@ import uuid
 import pytest
 
 from conftest import LLDP_MIB, Agent, run, spawn, stop_process, wait_until
-from reference import caps
+from reference import walk
 
-LOCAL, LOC_PORT, LOC_MAN_ADDR = (LLDP_MIB + s for s in (".1.3", ".1.3.7.1", ".1.3.8.1"))
-REM, REM_MAN_ADDR, REM_ORG_DEF = (LLDP_MIB + s for s in (".1.4.1.1", ".1.4.2.1", ".1.4.4.1"))
+REM = LLDP_MIB + ".1.4.1.1"
 CHASSIS_SUBTYPES = {"ifalias": 2, "mac": 4, "ip": 5, "ifname": 6, "local": 7}
 PORT_SUBTYPES = {"ifalias": 1, "mac": 3, "ip": 4, "ifname": 5, "local": 7}
 CAPABILITIES = ["Other", "Repeater", "Bridge", "Wlan", "Router", "Tel", "Docsis", "Station"]  # by bit
@@ -125,79 +124,67 @@ def lab():
         lab.close()
 
 
-# What lldpcli says, as '<oid> <TYPE> <value>' lines.
+# lldpcli's view (json0) as a topology file: the reference model gives the walk from it.
 def value(node, key):
     return node.get(key, [{}])[0].get("value", "")
 
 
-def octets(raw):
-    return "OCTETS " + raw.hex()
-
-
-def ident(node, subtypes, mac_text=False):
-    """A chassis or port ID's subtype and value; MAC IDs as dotted text if mac_text."""
+def ident(node, subtypes):
+    """A chassis or port ID: its subtype and its octets."""
     i = node["id"][0]
     raw = (bytes.fromhex(i["value"].replace(":", "")) if i["type"] == "mac" else
            ipaddress.ip_address(i["value"]).packed if i["type"] == "ip" else i["value"].encode())
-    if mac_text and i["type"] == "mac":
-        raw = ".".join(raw[k:k + 2].hex() for k in (0, 2, 4)).encode()
-    return f"INTEGER {subtypes[i['type']]}", octets(raw)
+    return subtypes[i["type"]], {"hex": raw.hex()}
 
 
 def chassis(c):
-    """Subtype, ID, name, description, supported and enabled capabilities."""
+    subtype, cid = ident(c, CHASSIS_SUBTYPES)
     have = [(1 << CAPABILITIES.index(cap["type"]), cap["enabled"]) for cap in c.get("capability", [])]
-    return (*ident(c, CHASSIS_SUBTYPES), octets(value(c, "name").encode()),
-            octets(value(c, "descr").encode()), octets(caps(sum(bit for bit, _ in have))),
-            octets(caps(sum(bit for bit, on in have if on))))
+    return {"chassis_id_subtype": subtype, "chassis_id": cid, "sys_name": value(c, "name"),
+            "sys_desc": value(c, "descr"), "supported_caps": sum(bit for bit, _ in have),
+            "enabled_caps": sum(bit for bit, on in have if on)}
 
 
-def man_addrs(chassis):
-    """(instance, address length, interface number) of each management address."""
-    packed = [ipaddress.ip_address(ip["value"]).packed for ip in chassis.get("mgmt-ip", [])]
-    return [(".".join(map(str, (1 if len(a) == 4 else 2, len(a), *a))), len(a), int(iface["value"]))
-            for a, iface in zip(packed, chassis.get("mgmt-iface", []))]
+def man_addrs(c):
+    return [{"addr": ip["value"], "if_id": int(iface["value"])}
+            for ip, iface in zip(c.get("mgmt-ip", []), c.get("mgmt-iface", []))]
 
 
-def expected(lab, neighbours):
-    """The walk lldpcli's view gives, sorted. lldpRemUnknownTLVTable stays empty:
-    lldpd drops TLVs of unknown types."""
-    lines = []
-
-    def row(table, inst, columns, values):
-        lines.extend(f"{table}.{column}.{inst} {v}" for column, v in zip(columns, values))
-    for i in neighbours:
-        inst = f"0.{lab.ifindex[i['name']]}.{i['rid']}"
-        c, p = i["chassis"][0], i["port"][0]
-        row(REM, inst, (4, 5, 9, 10, 11, 12, 6, 7, 8),
-            (*chassis(c), *ident(p, PORT_SUBTYPES), octets(value(p, "descr").encode())))
-        for a, _, iface in man_addrs(c):
-            row(REM_MAN_ADDR, f"{inst}.{a}", (3, 4, 5), ("INTEGER 2", f"INTEGER {iface}", "OID 0.0"))
-        seen = {}  # lldpRemOrgDefInfoIndex counts per OUI and subtype
-        for t in i.get("unknown-tlvs", [{}])[0].get("unknown-tlv", []):
-            key = ".".join(str(int(o, 16)) for o in t["oui"].split(",")) + "." + t["subtype"]
-            seen[key] = seen.get(key, 0) + 1
-            info = bytes.fromhex(t["value"].replace(",", ""))
-            row(REM_ORG_DEF, f"{inst}.{key}.{seen[key]}", (4,), (octets(info),))
-    local = lab.show("chassis")["local-chassis"][0]["chassis"][0]
-    row(LOCAL, 0, range(1, 7), chassis(local))
-    for a, length, iface in man_addrs(local):
-        row(LOC_MAN_ADDR, a, (3, 4, 5), (f"INTEGER {length + 1}", "INTEGER 2", f"INTEGER {iface}"))
-    # Ports: one row per LLDP interface, numbered by interface index.
+def topology(lab, neighbours):
+    """The router with these neighbours: ports numbered by interface index, local MAC
+    port IDs as dotted text, org-def TLVs numbered per OUI and subtype (lldpd drops
+    TLVs of unknown types)."""
+    ports = {}
     for i in lab.show("interfaces")["lldp"][0]["interface"]:
-        p = i["port"][0]
-        row(LOC_PORT, lab.ifindex[i["name"]], (2, 3, 4),
-            (*ident(p, PORT_SUBTYPES, mac_text=True), octets(value(p, "descr").encode())))
-    return sorted(lines)
+        subtype, pid = ident(i["port"][0], PORT_SUBTYPES)
+        if subtype == PORT_SUBTYPES["mac"]:
+            pid = ".".join(pid["hex"][k:k + 4] for k in (0, 4, 8))
+        ports[i["name"]] = {"port_num": lab.ifindex[i["name"]], "port_id_subtype": subtype, "port_id": pid,
+                            "port_desc": value(i["port"][0], "descr"), "neighbors": []}
+    for i in neighbours:
+        p, seen, tlvs = i["port"][0], {}, []
+        for t in i.get("unknown-tlvs", [{}])[0].get("unknown-tlv", []):
+            key = (t["oui"], t["subtype"])
+            seen[key] = seen.get(key, 0) + 1
+            tlvs.append({"oui": t["oui"].replace(",", ""), "subtype": int(t["subtype"]), "index": seen[key],
+                         "info": {"hex": t["value"].replace(",", "")}})
+        subtype, pid = ident(p, PORT_SUBTYPES)
+        ports[i["name"]]["neighbors"].append({
+            **chassis(i["chassis"][0]), "rem_index": int(i["rid"]), "port_id_subtype": subtype,
+            "port_id": pid, "port_desc": value(p, "descr"), "man_addrs": man_addrs(i["chassis"][0]),
+            "org_def_tlvs": tlvs})
+    local = lab.show("chassis")["local-chassis"][0]["chassis"][0]
+    return {"local": chassis(local), "local_man_addrs": [{"addrs": man_addrs(local)}],
+            "ports": list(ports.values())}
 
 
 def served(agent, lab, names):
     """Waits until the agent serves what lldpcli shows with these neighbours
     (lldpd and the module's snapshots settle after a change)."""
     def want():
-        return expected(lab, lab.wait_neighbours(names))
-    wait_until(lambda: sorted(agent.walk()) == want(), 20, POLL)
-    assert sorted(agent.walk()) == want()
+        return walk(topology(lab, lab.wait_neighbours(names)))
+    wait_until(lambda: agent.walk() == want(), 20, POLL)
+    assert agent.walk() == want()
 
 
 def test_agent_follows_lldpd_with_time_marks(lab):
