@@ -4,7 +4,6 @@ Binaries are taken from LLDPMIB_BUILD_DIR (default: build/ in the repository).""
 import os
 import pathlib
 import shutil
-import signal
 import socket
 import subprocess
 import tempfile
@@ -40,12 +39,12 @@ def free_udp_port():
         return s.getsockname()[1]
 
 
-def stop_process(proc, timeout=5.0):
-    """SIGTERM, then SIGKILL (None and ended processes are left alone)."""
+def stop_process(proc):
+    """SIGTERM, then SIGKILL after 5 s (None and ended processes are left alone)."""
     if proc and proc.poll() is None:
-        proc.send_signal(signal.SIGTERM)
+        proc.terminate()
         try:
-            proc.wait(timeout)
+            proc.wait(5)
         except subprocess.TimeoutExpired:
             proc.kill()
             proc.wait()

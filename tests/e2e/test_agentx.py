@@ -14,28 +14,23 @@ from reference import walk
 DEFAULT = EXAMPLES / "default.json"  # the topology compiled into the client library
 
 
-def test_subagent_waits_for_a_late_master_and_survives_its_restart():
-    a = Agent()
+@pytest.mark.parametrize("sig", [signal.SIGTERM, signal.SIGINT], ids=["SIGTERM", "SIGINT"])
+def test_subagent_waits_for_a_late_master_survives_its_restart_and_stops_on_a_signal(sig):
+    a = Agent(args=["--debug", "all"])
     try:
         a.start_subagent()
         for _ in range(2):  # a late master, then a restarted one
-            time.sleep(1)
+            stop_process(a.snmpd)
+            time.sleep(0.5)
             assert a.subagent.poll() is None
             a.start_master()
             a.wait_served()
             assert a.walk() == walk(DEFAULT)
-            stop_process(a.snmpd)
-    finally:
-        a.close()
-
-
-@pytest.mark.parametrize("sig", [signal.SIGTERM, signal.SIGINT], ids=["SIGTERM", "SIGINT"])
-def test_signal_stops_the_subagent_cleanly_with_its_trace(sig):
-    with Agent(args=["--debug", "all"]) as a:
-        a.get("1.0.8802.1.1.2.1.3.3.0")
         a.subagent.send_signal(sig)
         assert a.subagent.wait(10) == 0
         assert any(tag in a.log("subagent.log") for tag in ("TRACE[", "MIB[", "VERBOSE["))
+    finally:
+        a.close()
 
 
 PROGRAMS = {"lldpmib-agentx": [AGENTX, "-f"], "lldpmib-walk": [WALKER],

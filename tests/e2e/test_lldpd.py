@@ -31,7 +31,7 @@ HOSTS = ("router", "alpha", "hub", "bravo", "charlie")
 # Namespaces $T-<host>; veth pairs made under unique names here and renamed there.
 NETWORK = """
 for h in router alpha hub bravo charlie; do
-  ip netns add $T-$h || exit 99; ip -n $T-$h link set lo up
+  ip netns add $T-$h; ip -n $T-$h link set lo up
 done
 link() {
   ip link add name $T-a type veth peer name $T-b
@@ -111,8 +111,6 @@ def lab():
     lab = Lab()
     try:
         r = run("sh", "-e", "-c", NETWORK, env=dict(os.environ, T=lab.tag))
-        if r.returncode == 99:
-            pytest.skip("no network namespaces here: " + r.stderr.strip())
         assert r.returncode == 0, r.stderr
         for host in ("router", "alpha", "bravo", "charlie"):
             lab.start(host)
