@@ -51,10 +51,9 @@ def stop_process(proc):
 
 
 class Agent:
-    """snmpd on 127.0.0.1:<port> and lldpmib-agentx over a private AgentX socket.
-    `access` replaces the community lines (keep the read-write community
-    `private`: the start-up probe uses it); `prefix` runs the subagent under
-    another command (ip netns exec ...)."""
+    """snmpd on 127.0.0.1:<port> and lldpmib-agentx over a private AgentX socket. `access`
+    replaces the community lines (keep the read-write community `private`: the start-up
+    probe uses it); `prefix` runs the subagent under another command (ip netns exec ...)."""
 
     def __init__(self, topology=None, args=(), binary=AGENTX, prefix=(),
                  access="rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\n"):
@@ -86,8 +85,7 @@ class Agent:
         self.subagent = spawn(self.command, self.dir / "subagent.log", env=self.env)
 
     def wait_served(self):
-        """Until the master stops answering noSuchObject for lldpLocChassisIdSubtype.0
-        (asked with the read-write community, which sees every view)."""
+        """Until lldpLocChassisIdSubtype.0 is served (to `private`, which sees every view)."""
         def served():
             assert self.subagent.poll() is None, "subagent exited: " + self.log("subagent.log")
             got = self.get(LLDP_MIB + ".1.3.1.0", timeout=0.5, check=False, community="private")

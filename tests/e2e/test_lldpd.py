@@ -6,7 +6,6 @@ links, learns real neighbours; lldpmib-agentx runs in the router namespace with
                                                                 └─ charlie
 
 bravo sends two organisationally specific TLVs with the same OUI and subtype."""
-import ipaddress
 import json
 import os
 import pathlib
@@ -19,9 +18,9 @@ import pytest
 from conftest import LLDP_MIB, Agent, run, spawn, stop_process, wait_until
 from reference import walk
 
-REM = LLDP_MIB + ".1.4.1.1"
-CHASSIS_SUBTYPES = {"ifalias": 2, "mac": 4, "ip": 5, "ifname": 6, "local": 7}
-PORT_SUBTYPES = {"ifalias": 1, "mac": 3, "ip": 4, "ifname": 5, "local": 7}
+# lldpd's ID types that are sent as text, and MAC addresses.
+CHASSIS_SUBTYPES = {"ifalias": 2, "mac": 4, "ifname": 6, "local": 7}
+PORT_SUBTYPES = {"ifalias": 1, "mac": 3, "ifname": 5, "local": 7}
 CAPABILITIES = ["Other", "Repeater", "Bridge", "Wlan", "Router", "Tel", "Docsis", "Station"]  # by bit
 NEIGHBOURS = {"alpha", "bravo", "charlie"}
 # The module keeps a table's snapshot while it is read at least once a second:
@@ -130,8 +129,7 @@ def value(node, key):
 def ident(node, subtypes):
     """A chassis or port ID: its subtype and its octets."""
     i = node["id"][0]
-    raw = (bytes.fromhex(i["value"].replace(":", "")) if i["type"] == "mac" else
-           ipaddress.ip_address(i["value"]).packed if i["type"] == "ip" else i["value"].encode())
+    raw = bytes.fromhex(i["value"].replace(":", "")) if i["type"] == "mac" else i["value"].encode()
     return subtypes[i["type"]], {"hex": raw.hex()}
 
 
@@ -143,34 +141,36 @@ def chassis(c):
             "enabled_caps": sum(bit for bit, on in have if on)}
 
 
+def port(p, mac_text=False):
+    """A port's ID and description; MAC addresses as dotted text if mac_text."""
+    subtype, pid = ident(p, PORT_SUBTYPES)
+    if mac_text and subtype == PORT_SUBTYPES["mac"]:
+        pid = ".".join(pid["hex"][k:k + 4] for k in (0, 4, 8))
+    return {"port_id_subtype": subtype, "port_id": pid, "port_desc": value(p, "descr")}
+
+
 def man_addrs(c):
     return [{"addr": ip["value"], "if_id": int(iface["value"])}
             for ip, iface in zip(c.get("mgmt-ip", []), c.get("mgmt-iface", []))]
 
 
 def topology(lab, neighbours):
-    """The router with these neighbours: ports numbered by interface index, local MAC
-    port IDs as dotted text, org-def TLVs numbered per OUI and subtype (lldpd drops
-    TLVs of unknown types)."""
+    """The router with these neighbours: ports numbered by interface index, org-def TLVs
+    numbered per OUI and subtype (lldpd drops TLVs of unknown types)."""
     ports = {}
     for i in lab.show("interfaces")["lldp"][0]["interface"]:
-        subtype, pid = ident(i["port"][0], PORT_SUBTYPES)
-        if subtype == PORT_SUBTYPES["mac"]:
-            pid = ".".join(pid["hex"][k:k + 4] for k in (0, 4, 8))
-        ports[i["name"]] = {"port_num": lab.ifindex[i["name"]], "port_id_subtype": subtype, "port_id": pid,
-                            "port_desc": value(i["port"][0], "descr"), "neighbors": []}
+        ports[i["name"]] = {"port_num": lab.ifindex[i["name"]], **port(i["port"][0], mac_text=True),
+                            "neighbors": []}
     for i in neighbours:
-        p, seen, tlvs = i["port"][0], {}, []
+        seen, tlvs = {}, []
         for t in i.get("unknown-tlvs", [{}])[0].get("unknown-tlv", []):
             key = (t["oui"], t["subtype"])
             seen[key] = seen.get(key, 0) + 1
             tlvs.append({"oui": t["oui"].replace(",", ""), "subtype": int(t["subtype"]), "index": seen[key],
                          "info": {"hex": t["value"].replace(",", "")}})
-        subtype, pid = ident(p, PORT_SUBTYPES)
-        ports[i["name"]]["neighbors"].append({
-            **chassis(i["chassis"][0]), "rem_index": int(i["rid"]), "port_id_subtype": subtype,
-            "port_id": pid, "port_desc": value(p, "descr"), "man_addrs": man_addrs(i["chassis"][0]),
-            "org_def_tlvs": tlvs})
+        ports[i["name"]]["neighbors"].append({"rem_index": int(i["rid"]), **chassis(i["chassis"][0]),
+                                              **port(i["port"][0]), "man_addrs": man_addrs(i["chassis"][0]),
+                                              "org_def_tlvs": tlvs})
     local = lab.show("chassis")["local-chassis"][0]["chassis"][0]
     return {"local": chassis(local), "local_man_addrs": [{"addrs": man_addrs(local)}],
             "ports": list(ports.values())}
@@ -186,14 +186,14 @@ def served(agent, lab, names):
 
 
 def test_agent_follows_lldpd_with_time_marks(lab):
-    """Neighbours known when the agent starts have time mark 0 (served() expects
-    that), later ones the agent's uptime at their arrival. Last: it leaves the lab changed."""
+    """Neighbours known when the agent starts have time mark 0 (served() expects that),
+    later ones the agent's uptime at their arrival. Last: it leaves the lab changed."""
     with Agent(args=["--lldpd", lab.sock["router"], "--lldpd-time-marks"],
                prefix=["ip", "netns", "exec", lab.ns["router"]]) as agent:
         def marks():
             """{system name: time mark}"""
             return {bytes.fromhex(l.split()[2]).decode(): int(l.split(".")[11])
-                    for l in agent.walk(REM + ".9")}
+                    for l in agent.walk(LLDP_MIB + ".1.4.1.1.9")}
         served(agent, lab, NEIGHBOURS)
         # charlie leaves: lldpd's shutdown frame removes it at once.
         lab.stop("charlie")
@@ -202,10 +202,9 @@ def test_agent_follows_lldpd_with_time_marks(lab):
         lab.stop("router")
         assert wait_until(lambda: agent.walk(LLDP_MIB + ".1") == [], 10, POLL)
         assert agent.subagent.poll() is None
-        # It comes back on the same socket: the agent reconnects by itself and
-        # serves what lldpd learns again, as new neighbours.
+        # It comes back on the same socket: the agent reconnects by itself and serves
+        # the neighbours it learns again, as new ones.
         lab.start("router")
-        lab.wait_neighbours({"alpha", "bravo"})
-        got = wait_until(lambda: (m := marks()).keys() == {"alpha", "bravo"} and m, 20, POLL)
-        assert got and min(got.values()) > 0, marks()
-        assert agent.subagent.poll() is None
+        fresh = wait_until(lambda: (m := marks()).keys() == {"alpha", "bravo"} and min(m.values()) > 0,
+                           20, POLL)
+        assert fresh and agent.subagent.poll() is None, marks()
