@@ -33,12 +33,6 @@ def spawn(cmd, log, **kw):
                                 start_new_session=True, **kw)
 
 
-def free_udp_port():
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
-        s.bind(("127.0.0.1", 0))
-        return s.getsockname()[1]
-
-
 def stop_process(proc):
     """SIGTERM, then SIGKILL after 5 s (None and ended processes are left alone)."""
     if proc and proc.poll() is None:
@@ -58,7 +52,9 @@ class Agent:
     def __init__(self, topology=None, args=(), binary=AGENTX, prefix=(),
                  access="rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\n"):
         self.dir = pathlib.Path(tempfile.mkdtemp(prefix="lldpmib-e2e."))
-        self.port = free_udp_port()
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+            s.bind(("127.0.0.1", 0))
+            self.port = s.getsockname()[1]
         self.socket = self.dir / "agentx.sock"
         self.command = [*prefix, binary, "-f", "--agentx-socket", f"unix:{self.socket}",
                         *(["--topology", topology] if topology else []), *args]
