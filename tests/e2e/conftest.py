@@ -4,13 +4,10 @@ Binaries are taken from LLDPMIB_BUILD_DIR (default: build/ in the repository).""
 import os
 import pathlib
 import shutil
-import signal
 import socket
 import subprocess
 import tempfile
 import time
-
-import pytest
 
 REPO = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("LLDPMIB_BUILD_DIR", REPO / "build"))
@@ -19,44 +16,48 @@ WALKER = BUILD / "tools" / "lldpmib-walk"
 EXAMPLES = REPO / "examples"
 MIBS = REPO / "mibs"
 LLDP_MIB = "1.0.8802.1.1.2"
-# Only our module: Debian ships none of the IETF modules net-snmp adds by default.
-BY_NAME = ("-M", f"+{MIBS}", "-m", "LLDP-MIB")
 NO_ANSWER = ("NOSUCHOBJECT", "NOSUCHINSTANCE", "ENDOFMIBVIEW")
 VALUES = {"INTEGER: ": "INTEGER ", "Hex-STRING: ": "OCTETS ", '""': "OCTETS ", "OID: .": "OID ",
           "No Such Object": NO_ANSWER[0], "No Such Instance": NO_ANSWER[1], "No more variables": NO_ANSWER[2]}
 
 
-def free_udp_port():
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
-        s.bind(("127.0.0.1", 0))
-        return s.getsockname()[1]
+def run(*cmd, timeout=60, **kw):
+    """A command to its end, output captured as text; the CompletedProcess."""
+    return subprocess.run([str(c) for c in cmd], capture_output=True, text=True, timeout=timeout, **kw)
 
 
-def stop_process(proc, timeout=5.0):
-    """SIGTERM, then SIGKILL; returns the exit status."""
-    if proc.poll() is None:
-        proc.send_signal(signal.SIGTERM)
+def spawn(cmd, log, **kw):
+    """A command in a session of its own, output appended to the file log."""
+    with open(log, "ab") as out:
+        return subprocess.Popen([str(c) for c in cmd], stdout=out, stderr=subprocess.STDOUT,
+                                start_new_session=True, **kw)
+
+
+def stop_process(proc):
+    """SIGTERM, then SIGKILL after 5 s (None and ended processes are left alone)."""
+    if proc and proc.poll() is None:
+        proc.terminate()
         try:
-            proc.wait(timeout)
+            proc.wait(5)
         except subprocess.TimeoutExpired:
             proc.kill()
             proc.wait()
-    return proc.returncode
 
 
 class Agent:
-    """snmpd on 127.0.0.1:<port> and lldpmib-agentx over a private AgentX socket.
-    `access` replaces the community lines (keep the read-write community
-    `private`: the start-up probe uses it); `prefix` runs the subagent under
-    another command (ip netns exec ...)."""
+    """snmpd on 127.0.0.1:<port> and lldpmib-agentx over a private AgentX socket. `access`
+    replaces the community lines (keep the read-write community `private`: the start-up
+    probe uses it); `prefix` runs the subagent under another command (ip netns exec ...)."""
 
     def __init__(self, topology=None, args=(), binary=AGENTX, prefix=(),
                  access="rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\n"):
         self.dir = pathlib.Path(tempfile.mkdtemp(prefix="lldpmib-e2e."))
-        self.port = free_udp_port()
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+            s.bind(("127.0.0.1", 0))
+            self.port = s.getsockname()[1]
         self.socket = self.dir / "agentx.sock"
-        self.command = [*prefix, str(binary), "-f", "--agentx-socket", f"unix:{self.socket}",
-                        *(["--topology", str(topology)] if topology else []), *args]
+        self.command = [*prefix, binary, "-f", "--agentx-socket", f"unix:{self.socket}",
+                        *(["--topology", topology] if topology else []), *args]
         # Not the config's directory: snmpd saves its state as snmpd.conf there.
         state = self.dir / "state"
         state.mkdir()
@@ -69,39 +70,23 @@ class Agent:
             f"agentXSocket unix:{self.socket}\ndontLogTCPWrappersConnects yes\n"
             f"[snmp] persistentDir {state}\n[snmp] mibs :\n")
 
-    def _spawn(self, cmd, log):
-        with open(self.dir / log, "ab") as out:
-            return subprocess.Popen(cmd, env=self.env, stdout=out, stderr=subprocess.STDOUT,
-                                    start_new_session=True)
-
     def start_master(self):
         self.socket.unlink(missing_ok=True)
-        self.snmpd = self._spawn(["snmpd", "-f", "-I", "-smux", "-C", "-c", self.dir / "master.conf",
-                                  "-Lf", self.dir / "snmpd.log", "-p", self.dir / "snmpd.pid"], "snmpd.out")
+        self.snmpd = spawn(["snmpd", "-f", "-I", "-smux", "-C", "-c", self.dir / "master.conf",
+                            "-Lf", self.dir / "snmpd.log"], self.dir / "snmpd.out", env=self.env)
         assert wait_until(lambda: self.socket.exists() or self.snmpd.poll() is not None, 10) \
             and self.socket.exists(), "snmpd did not start: " + self.log("snmpd.log")
 
-    def stop_master(self):
-        if self.snmpd:
-            stop_process(self.snmpd)
-            self.snmpd = None
-
     def start_subagent(self):
-        self.subagent = self._spawn(self.command, "subagent.log")
+        self.subagent = spawn(self.command, self.dir / "subagent.log", env=self.env)
 
-    def stop_subagent(self):
-        if self.subagent:
-            stop_process(self.subagent)
-            self.subagent = None
-
-    def wait_served(self, timeout=15.0):
-        """Until the master stops answering noSuchObject for lldpLocChassisIdSubtype.0
-        (asked with the read-write community, which sees every view)."""
+    def wait_served(self):
+        """Until lldpLocChassisIdSubtype.0 is served (to `private`, which sees every view)."""
         def served():
             assert self.subagent.poll() is None, "subagent exited: " + self.log("subagent.log")
             got = self.get(LLDP_MIB + ".1.3.1.0", timeout=0.5, check=False, community="private")
             return got and not got[0].endswith("NOSUCHOBJECT")
-        assert wait_until(served, timeout), "not served: " + self.log("subagent.log")
+        assert wait_until(served, 15), "not served: " + self.log("subagent.log")
 
     def __enter__(self):
         try:
@@ -118,21 +103,19 @@ class Agent:
 
     def close(self):
         # The subagent first: stopping both at once can trip net-snmp in it.
-        self.stop_subagent()
-        self.stop_master()
+        stop_process(self.subagent)
+        stop_process(self.snmpd)
         shutil.rmtree(self.dir, ignore_errors=True)
 
     def log(self, name):
         path = self.dir / name
         return path.read_text(errors="replace")[-2000:] if path.exists() else ""
 
-    def snmp(self, tool, *args, community="public", options=("-On", "-Ox", "-Oe"),
-             timeout=2.0, check=True):
+    def snmp(self, tool, *args, community="public", timeout=2.0, check=True):
         """One net-snmp command against this agent; the CompletedProcess."""
-        cmd = [tool, "-v2c", "-c", community, *options, "-t", str(timeout), "-r", "1",
-               f"127.0.0.1:{self.port}", *args]
-        r = subprocess.run(cmd, env=self.env, capture_output=True, text=True, timeout=120)
-        assert not check or r.returncode == 0, f"{' '.join(cmd)}: {r.stderr}"
+        r = run(tool, "-v2c", "-c", community, "-On", "-Ox", "-Oe", "-t", timeout, "-r", "1",
+                f"127.0.0.1:{self.port}", *args, env=self.env)
+        assert not check or r.returncode == 0, f"{' '.join(r.args)}: {r.stderr}"
         return r
 
     def get(self, *oids, tool="snmpget", **kw):
@@ -160,22 +143,12 @@ def parse_snmp(text):
     records = []
     for line in text.splitlines():
         if line.startswith(".") and " = " in line:
-            records.append(line)
+            name, value = line[1:].split(" = ", 1)
+            prefix = next((p for p in VALUES if value.startswith(p)), None)
+            assert prefix, f"unexpected value: {line}"
+            records.append([name, VALUES[prefix], value[len(prefix):] if VALUES[prefix][-1] == " " else ""])
         elif records and line.strip():
-            records[-1] += " " + line.strip()
-    lines = []
-    for name, value in (r[1:].split(" = ", 1) for r in records):
-        prefix = next((p for p in VALUES if value.startswith(p)), None)
-        assert prefix, f"unexpected value: {name} = {value}"
-        rest = value[len(prefix):] if VALUES[prefix].endswith(" ") else ""
-        lines.append(f"{name} {VALUES[prefix]}" + ("".join(rest.split()).lower() if prefix == "Hex-STRING: "
-                                                    else rest.strip()))
-    return lines
+            records[-1][2] += " " + line
+    return [f"{name} {kind}" + ("".join(rest.split()).lower() if kind == "OCTETS " else rest.strip())
+            for name, kind, rest in records]
 
-
-@pytest.fixture(scope="session", autouse=True)
-def binaries():
-    missing = [str(p) for p in (AGENTX, WALKER) if not os.access(p, os.X_OK)]
-    missing += [t for t in ("snmpd", "snmpwalk") if not shutil.which(t)]
-    if missing:
-        pytest.exit(f"missing {missing}: build (LLDPMIB_BUILD_DIR={BUILD}), run scripts/setup.sh", 2)
