@@ -3,8 +3,6 @@ alone by a small model of the serving rules: {name tuple: 'TYPE value'}."""
 import ipaddress
 import json
 
-
-
 MIB = (1, 0, 8802, 1, 1, 2)  # lldpMIB
 
 

@@ -14,16 +14,16 @@
 namespace lldpmib_test {
 namespace {
 
-// entry: the table's entry (or group); column: the column asked; keeps:
-// whether a GET-NEXT leaves a snapshot that later requests use.
+// column: the column asked, under lldpMIB; keeps: whether a GET-NEXT leaves a
+// snapshot that later requests use.
 // clang-format off
-struct LocalSystem { static RefOid entry() { return ref_oids::local_system(); }          static constexpr uint32_t column = 3; static constexpr bool keeps = false; };
-struct LocalPort   { static RefOid entry() { return ref_oids::loc_port_entry(); }        static constexpr uint32_t column = 3; static constexpr bool keeps = true; };
-struct LocalMa     { static RefOid entry() { return ref_oids::loc_man_addr_entry(); }    static constexpr uint32_t column = 5; static constexpr bool keeps = true; };
-struct Remote      { static RefOid entry() { return ref_oids::rem_entry(); }             static constexpr uint32_t column = 9; static constexpr bool keeps = true; };
-struct RemoteMa    { static RefOid entry() { return ref_oids::rem_man_addr_entry(); }    static constexpr uint32_t column = 4; static constexpr bool keeps = true; };
-struct UnknownTlv  { static RefOid entry() { return ref_oids::rem_unknown_tlv_entry(); } static constexpr uint32_t column = 2; static constexpr bool keeps = true; };
-struct OrgDef      { static RefOid entry() { return ref_oids::rem_org_def_entry(); }     static constexpr uint32_t column = 4; static constexpr bool keeps = true; };
+struct LocalSystem { static constexpr const char* column = "1.3.3";      static constexpr bool keeps = false; };
+struct LocalPort {   static constexpr const char* column = "1.3.7.1.3";  static constexpr bool keeps = true; };
+struct LocalMa {     static constexpr const char* column = "1.3.8.1.5";  static constexpr bool keeps = true; };
+struct Remote {      static constexpr const char* column = "1.4.1.1.9";  static constexpr bool keeps = true; };
+struct RemoteMa {    static constexpr const char* column = "1.4.2.1.4";  static constexpr bool keeps = true; };
+struct UnknownTlv {  static constexpr const char* column = "1.4.3.1.2";  static constexpr bool keeps = true; };
+struct OrgDef {      static constexpr const char* column = "1.4.4.1.4";  static constexpr bool keeps = true; };
 // clang-format on
 
 using json = nlohmann::json;
@@ -42,7 +42,7 @@ std::string first_in(const json& topology, const RefOid& col) {
 template <typename T>
 class TableProperty : public ModuleTest {
 protected:
-    RefOid col = ref_oids::column(T::entry(), T::column);
+    RefOid col = lldp(T::column);
     json topo = json::parse(read_example("default.json"));
 };
 

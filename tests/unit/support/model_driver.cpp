@@ -58,44 +58,38 @@ std::pair<std::string, std::string> answer(bool get, const RefOid& asked, const 
 }  // namespace
 
 const std::vector<RefOid>& served_columns() {
-    using namespace ref_oids;
     static const std::vector<RefOid> cols = [] {
         std::vector<RefOid> v;
         const struct {
-            RefOid entry;
+            const char* entry;
             uint32_t first, last;
-        } ranges[] = {{local_system(), 1, 6},       {loc_port_entry(), 2, 4},        {loc_man_addr_entry(), 3, 6},
-                      {rem_entry(), 4, 12},         {rem_man_addr_entry(), 3, 5},    {rem_unknown_tlv_entry(), 2, 2},
-                      {rem_org_def_entry(), 4, 4}};
+        } ranges[] = {{"1.3", 1, 6},   {"1.3.7.1", 2, 4}, {"1.3.8.1", 3, 6}, {"1.4.1.1", 4, 12},
+                      {"1.4.2.1", 3, 5}, {"1.4.3.1", 2, 2}, {"1.4.4.1", 4, 4}};
         for (const auto& r : ranges)
-            for (uint32_t c = r.first; c <= r.last; ++c) v.push_back(column(r.entry, c));
+            for (uint32_t c = r.first; c <= r.last; ++c) v.push_back(lldp(r.entry + ("." + std::to_string(c))));
         return v;
     }();
     return cols;
 }
 
 const std::vector<RefOid>& walk_roots() {
-    using namespace ref_oids;
-    static const std::vector<RefOid> roots{
-        mib_root(), mib_root(), local_system(), loc_port_entry(), loc_man_addr_entry(), rem_entry(), rem_entry(),
-        rem_man_addr_entry(), rem_unknown_tlv_entry(), rem_org_def_entry(), column(rem_entry(), 9),
-        column(rem_man_addr_entry(), 4)};
+    static const std::vector<RefOid> roots = [] {
+        std::vector<RefOid> v;
+        for (const char* root : {"", "", "1.3", "1.3.7.1", "1.3.8.1", "1.4.1.1", "1.4.1.1", "1.4.2.1", "1.4.3.1",
+                                 "1.4.4.1", "1.4.1.1.9", "1.4.2.1.4"})
+            v.push_back(lldp(root));
+        return v;
+    }();
     return roots;
 }
 
 void drain_snapshots(const RefMib* mib) {
     advance_clock(1000);
     // A name in each table that no topology here has.
-    const std::vector<RefOid> names{
-        {3, 0}, {kMaxIndex - 7}, {1, 4, 127, 0, 0, 9}, {kMaxSub - 3, 1, 1},
-        {kMaxSub - 3, 1, 1, 1, 4, 127, 0, 0, 9}, {kMaxSub - 3, 1, 1, 9}, {kMaxSub - 3, 1, 1, 0, 0, 0, 1, 1}};
-    const uint32_t first_columns[] = {1, 2, 3, 4, 3, 2, 4};
-    const RefOid entries[] = {ref_oids::local_system(),       ref_oids::loc_port_entry(), ref_oids::loc_man_addr_entry(),
-                              ref_oids::rem_entry(),          ref_oids::rem_man_addr_entry(),
-                              ref_oids::rem_unknown_tlv_entry(), ref_oids::rem_org_def_entry()};
-    for (size_t i = 0; i < names.size(); ++i) {
-        RefOid name = ref_oids::column(entries[i], first_columns[i]);
-        name.insert(name.end(), names[i].begin(), names[i].end());
+    for (const char* missing : {"1.3.1.3.0", "1.3.7.1.2.2147483640", "1.3.8.1.3.1.4.127.0.0.9",
+                                "1.4.1.1.4.4294967292.1.1", "1.4.2.1.3.4294967292.1.1.1.4.127.0.0.9",
+                                "1.4.3.1.2.4294967292.1.1.9", "1.4.4.1.4.4294967292.1.1.0.0.0.1.1"}) {
+        const RefOid name = lldp(missing);
         mib_router::Binding b;
         if (!mib || !mib->count(name)) lldpmib_router().get(name, &b);
     }

@@ -9,26 +9,9 @@
 
 namespace lldpmib_test {
 
-namespace ref_oids {
-RefOid mib_root() { return {1, 0, 8802, 1, 1, 2}; }
-static RefOid under(std::initializer_list<uint32_t> tail) {
-    RefOid o = mib_root();
-    o.insert(o.end(), tail);
-    return o;
+RefOid lldp(const std::string& tail) {
+    return *mib_router::parse_oid(tail.empty() ? "1.0.8802.1.1.2" : "1.0.8802.1.1.2." + tail);
 }
-RefOid local_system() { return under({1, 3}); }
-RefOid loc_port_entry() { return under({1, 3, 7, 1}); }
-RefOid loc_man_addr_entry() { return under({1, 3, 8, 1}); }
-RefOid rem_entry() { return under({1, 4, 1, 1}); }
-RefOid rem_man_addr_entry() { return under({1, 4, 2, 1}); }
-RefOid rem_unknown_tlv_entry() { return under({1, 4, 3, 1}); }
-RefOid rem_org_def_entry() { return under({1, 4, 4, 1}); }
-RefOid column(const RefOid& entry, uint32_t col) {
-    RefOid o = entry;
-    o.push_back(col);
-    return o;
-}
-}  // namespace ref_oids
 
 namespace {
 

@@ -43,17 +43,8 @@ std::string ref_get(const RefMib& mib, const RefOid& name);
 // GET-NEXT inside prefix: the first binding after name under prefix, or "none".
 std::string ref_next_under(const RefMib& mib, const RefOid& name, const RefOid& prefix);
 
-// Object identifiers the tests share.
-namespace ref_oids {
-RefOid mib_root();                                 // lldpMIB 1.0.8802.1.1.2
-RefOid local_system();                             // lldpLocalSystemData ...1.3
-RefOid loc_port_entry();                           // ...1.3.7.1
-RefOid loc_man_addr_entry();                       // ...1.3.8.1
-RefOid rem_entry();                                // ...1.4.1.1
-RefOid rem_man_addr_entry();                       // ...1.4.2.1
-RefOid rem_unknown_tlv_entry();                    // ...1.4.3.1
-RefOid rem_org_def_entry();                        // ...1.4.4.1
-RefOid column(const RefOid& entry, uint32_t col);  // entry + col
-}  // namespace ref_oids
+// An identifier under lldpMIB, 1.0.8802.1.1.2: lldp("1.4.1.1") is
+// lldpRemEntry, lldp("") lldpMIB itself.
+RefOid lldp(const std::string& tail);
 
 }  // namespace lldpmib_test
