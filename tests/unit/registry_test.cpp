@@ -16,21 +16,39 @@ using lldpmib_test::ModuleTest;
 
 namespace {
 
-std::string dotted(const OID& oid) {
-    char buf[256];
-    return snmp_oid_to_text(&oid, buf, sizeof buf);
+// The shipped library, loaded on its own: the names the agent finds in it.
+void* library() {
+    static void* so = dlopen(LLDPMIB_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    return so;
+}
+template <typename T = void>
+T* symbol(const std::string& name) {
+    return static_cast<T*>(dlsym(library(), name.c_str()));
 }
 
-// The method routine of the objects under each entry or group.
-const std::map<std::string, GetMethod> kRoutines = {
-    {"lldpLocalSystemData", lldpLocalSystemData_get},       {"lldpLocPortEntry", lldpLocPortEntry_get},
-    {"lldpLocManAddrEntry", lldpLocManAddrEntry_get},       {"lldpRemEntry", lldpRemEntry_get},
-    {"lldpRemManAddrEntry", lldpRemManAddrEntry_get},       {"lldpRemUnknownTLVEntry", lldpRemUnknownTLVEntry_get},
-    {"lldpRemOrgDefInfoEntry", lldpRemOrgDefInfoEntry_get}};
+// It exports what the agent and the tools reach by name, and hides the
+// module's internals.
+TEST(Registry, LibraryExportsWhatTheAgentReachesByName) {
+    ASSERT_NE(nullptr, library()) << dlerror();
+    std::vector<std::string> wanted{"init_lldpmib", "lldpmib_init", "lldpmib_term", "lldpmib_oid_table",
+                                    "lldp_debug_arr_kel", "lldp_debug_init", "lldp_shim_debug_init",
+                                    "lldp_get_debug_flag_value", "lldp_trace_debug", "lldp_mib_debug",
+                                    "lldpmib_debug_flags", "lldpmib_intf_cache_timer_tree",
+                                    "lldpmib_intf_cache_timer_parent", "lldp_dummy_error_status"};
+    for (std::string entry : {"LocalSystemData", "LocPortEntry", "LocManAddrEntry", "RemEntry", "RemManAddrEntry",
+                              "RemUnknownTLVEntry", "RemOrgDefInfoEntry", "Configuration", "PortConfigEntry",
+                              "Statistics", "StatsTxPortEntry", "StatsRxPortEntry"})
+        wanted.insert(wanted.end(), {"lldp" + entry + "_get", "k_lldp" + entry + "_get"});
+    for (const std::string& name : wanted) EXPECT_NE(nullptr, symbol(name)) << "not exported: " << name;
+    for (const char* name : {"lldpmib_lock", "lldpmib_unlock", "lldpmib_remote_shim_run", "lldpmib_snapshot_usable",
+                             "lldpmib_compare_addr_entry", "lldpmib_neighbor_list_compare"})
+        EXPECT_EQ(nullptr, symbol(name)) << "internal routine exported: " << name;
+}
 
-// The identifier arrays, the name table and the object list agree with the
-// reference list (reference/mib_objects.txt) and with each other.
+// Its identifier arrays, name table and object list agree with the reference
+// list (reference/mib_objects.txt) and with each other.
 TEST(Registry, IdentifiersNameTableAndObjectListMatchTheReferenceList) {
+    ASSERT_NE(nullptr, library()) << dlerror();
     struct Object {
         std::string kind, name, type;
     };
@@ -47,8 +65,8 @@ TEST(Registry, IdentifiersNameTableAndObjectListMatchTheReferenceList) {
         served += o.kind == "served";
         nodes += o.kind == "node";
         if (o.kind == "node") continue;
-        // The identifier array the module exports under the object's name.
-        const auto* id = static_cast<const uint32_t*>(dlsym(RTLD_DEFAULT, ("ID" + o.name).c_str()));
+        // The identifier array exported under the object's name.
+        const auto* id = symbol<const uint32_t>("ID" + o.name);
         ASSERT_NE(nullptr, id) << "ID" << o.name;
         const mib_router::Oid want = *mib_router::parse_oid(d);
         EXPECT_EQ(want, mib_router::Oid(id, id + want.size())) << "ID" << o.name;
@@ -56,33 +74,37 @@ TEST(Registry, IdentifiersNameTableAndObjectListMatchTheReferenceList) {
     ASSERT_GT(nodes, 20u);
 
     std::map<std::string, std::string> names;  // dotted -> name, from the name table
+    const auto* table = symbol<const snmp_oid_name>("lldpmib_oid_table");
     size_t n = 0;
-    for (; lldpmib_oid_table[n].name != nullptr; n++) {
-        const Object& o = by_dotted[lldpmib_oid_table[n].dotted];
-        EXPECT_EQ("node", o.kind) << lldpmib_oid_table[n].name;
-        EXPECT_EQ(o.name, lldpmib_oid_table[n].name);
-        names[lldpmib_oid_table[n].dotted] = o.name;
+    for (; table[n].name != nullptr; n++) {
+        const Object& o = by_dotted[table[n].dotted];
+        EXPECT_EQ("node", o.kind) << table[n].name;
+        EXPECT_EQ(o.name, table[n].name);
+        names[table[n].dotted] = o.name;
     }
     EXPECT_EQ(nodes, n) << "nodes missing from the name table";
 
-    ASSERT_EQ(served, static_cast<size_t>(lldpmib_OidListNum));
+    const ObjectInfo* list = symbol<const ObjectInfo>("lldpmib_OidList");
+    const int count = *symbol<const int>("lldpmib_OidListNum");
+    ASSERT_EQ(served, static_cast<size_t>(count));
     static const std::map<int, std::string> kTypes = {{INTEGER_TYPE, "INTEGER"}, {OCTET_PRIM_TYPE, "OCTETS"},
                                                       {OBJECT_ID_TYPE, "OID"}};
-    for (int i = 0; i < lldpmib_OidListNum; i++) {
-        const ObjectInfo& o = lldpmib_OidList[i];
-        const std::string d = dotted(o.oid);
+    for (int i = 0; i < count; i++) {
+        const ObjectInfo& o = list[i];
+        const std::string d = mib_router::to_text(mib_router::Oid(o.oid.oid_ptr, o.oid.oid_ptr + o.oid.length));
         const Object& ref = by_dotted[d];
         SCOPED_TRACE(d + " " + ref.name);
         EXPECT_EQ("served", ref.kind);
         EXPECT_EQ(ref.type, kTypes.count(o.value_type) ? kTypes.at(o.value_type) : "?");
-        EXPECT_EQ(dlsym(RTLD_DEFAULT, ("ID" + ref.name).c_str()), o.oid.oid_ptr);
+        EXPECT_EQ(symbol("ID" + ref.name), o.oid.oid_ptr);
         EXPECT_EQ(o.oid.oid_ptr[o.oid.length - 1] - 1, o.nominator);
+        // The routine of an entry or group is named after it.
         const std::string parent = names[d.substr(0, d.rfind('.'))];
-        EXPECT_EQ(kRoutines.count(parent) ? kRoutines.at(parent) : nullptr, o.get) << parent;
+        EXPECT_EQ(symbol(parent + "_get"), reinterpret_cast<void*>(o.get)) << parent;
         EXPECT_EQ(READ_ONLY_ACCESS, o.access);
-        EXPECT_EQ(readOnly_test, o.test);
+        EXPECT_EQ(symbol("readOnly_test"), reinterpret_cast<void*>(o.test));
         if (i > 0) {
-            EXPECT_LT(CmpOID(&lldpmib_OidList[i - 1].oid, &o.oid), 0);
+            EXPECT_LT(CmpOID(&list[i - 1].oid, &o.oid), 0);
         }
     }
 }
