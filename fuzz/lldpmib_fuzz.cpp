@@ -350,12 +350,12 @@ lldpmib_test::ModelCase model_case(const uint8_t* data, size_t size, const lldpm
         q.clock_step = kSteps[(head >> 4) & 3];
         if (q.kind == lldpmib_test::ModelRequest::Walk) {
             q.name = lldpmib_test::walk_roots()[source % lldpmib_test::walk_roots().size()];
-        } else if (head & 0x40) {  // raw: a served column and sub-identifiers
-            q.name = lldpmib_test::served_columns()[source % lldpmib_test::served_columns().size()];
+        } else if (head & 0x40) {  // raw: a table or column, then sub-identifiers
+            q.name = lldpmib_test::walk_roots()[source % lldpmib_test::walk_roots().size()];
             for (uint8_t n = in.byte() % 24; n > 0 && in.left; --n) q.name.push_back(in.sub_id());
-        } else {  // a scattered name from a small generator
-            std::mt19937_64 r(uint64_t{source} << 8 | in.byte());
-            q.name = lldpmib_test::random_name((*ref)->mib, r);
+        } else {  // one of the names the reference gives to ask
+            const auto& names = (*ref)->names;
+            q.name = names.empty() ? lldpmib_test::RefOid{} : names[(source << 8 | in.byte()) % names.size()];
         }
         c.requests.push_back(std::move(q));
     }

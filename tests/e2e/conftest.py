@@ -6,10 +6,12 @@ import pathlib
 import shutil
 import socket
 import subprocess
+import sys
 import tempfile
 import time
 
 REPO = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(REPO / "tests" / "model"))  # the reference and the names to ask
 BUILD = pathlib.Path(os.environ.get("LLDPMIB_BUILD_DIR", REPO / "build"))
 AGENTX = BUILD / "host" / "lldpmib-agentx"
 WALKER = BUILD / "tools" / "lldpmib-walk"

@@ -14,10 +14,10 @@ from concurrent.futures import ThreadPoolExecutor
 import pytest
 
 from conftest import LLDP_MIB, Agent
+from cases import names_to_ask
 from reference import MIB, dotted, reference, walk
 
 TOPOLOGY = pathlib.Path(__file__).resolve().parent / "model_topology.json"
-INDEX_MAX, SUB_MAX = 2**31 - 1, 2**32 - 1
 NOT_SERVED = [MIB + (1, 1, 1, 0), MIB + (1, 1, 6, 1, 2, 1),  # configuration group
               MIB + (1, 2, 1, 0), MIB + (1, 2, 6, 1, 2, 1),  # statistics group
               MIB + (1, 3, 7, 1, 1, 1), MIB + (2, 1, 0)]     # lldpLocPortNum.1, conformance
@@ -29,29 +29,6 @@ def model_agent():
         yield a
 
 
-def scattered(names, rng, count):
-    """Names to ask: instances, prefixes, sub-identifiers at or past their range,
-    too long, too short, bad string lengths."""
-    out = []
-    while len(out) < count:
-        n = list(rng.choice(names))
-        how = rng.randrange(7)
-        if how == 1:
-            n = n[:rng.randrange(6, len(n))]
-        elif how == 2:
-            at = rng.randrange(11, len(n)) if len(n) > 11 else len(n) - 1
-            n[at] = rng.choice([0, 1, INDEX_MAX, INDEX_MAX + 1, SUB_MAX, min(n[at] + 1, SUB_MAX),
-                                max(n[at] - 1, 0)])
-        elif how == 3:
-            n += [rng.choice([0, 1, SUB_MAX])]
-        elif how == 4:
-            n = n[:-1]
-        elif how == 5 and len(n) > 15 and n[7:9] == [4, 2]:
-            n[15] = rng.choice([0, 3, 5, 17, 200])
-        out.append(tuple(n))
-    return out
-
-
 @pytest.mark.parametrize("seed", [11, 12, 13])
 def test_scattered_requests_then_bulkwalk_answer_as_the_reference(model_agent, seed):
     ref = reference(TOPOLOGY)
@@ -61,8 +38,8 @@ def test_scattered_requests_then_bulkwalk_answer_as_the_reference(model_agent, s
     rng = random.Random(seed)
     wrong = []
     for tool in ("snmpget", "snmpgetnext"):
-        asked = scattered(ordered, rng, 300) + (NOT_SERVED if tool == "snmpget" else
-                                                 [MIB, ordered[-1]])
+        asked = names_to_ask(ordered, rng, 300) + (NOT_SERVED if tool == "snmpget" else
+                                                     [MIB, ordered[-1]])
         for i in range(0, len(asked), 6):
             batch = asked[i:i + 6]
             for n, got in zip(batch, model_agent.get(*map(dotted, batch), tool=tool)):

@@ -7,7 +7,7 @@
 //
 // LLDPMIB_MODEL_SEQUENCES (default 3000) and LLDPMIB_MODEL_SEED (default
 // 1100) set how many random sequences run and the first one's seed; sequence
-// i uses seed + i for its topology (model_cases.py) and its requests, so a
+// i uses seed + i for its topology (tests/model/cases.py) and its requests, so a
 // failure reported for seed S reruns alone with LLDPMIB_MODEL_SEED=S
 // LLDPMIB_MODEL_SEQUENCES=1.
 #include <gtest/gtest.h>

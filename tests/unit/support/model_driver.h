@@ -39,20 +39,15 @@ struct ModelOutcome {
     std::vector<RefOid> asked;  // the name each request run asked (a walk step's too)
 };
 
-// A random request sequence over a topology whose reference is ref.
+// A random request sequence over a topology whose reference is ref: walks,
+// and GETs and GET-NEXTs of the names the reference gives to ask.
 std::vector<ModelRequest> random_requests(const RefTopology& ref, std::mt19937_64& rng,
                                           size_t max_requests = 120);
-// A scattered name to ask: an existing instance, a prefix, an instance with
-// sub-identifiers at or past their range, too long or too short, a bad string
-// length.
-RefOid random_name(const RefMib& mib, std::mt19937_64& rng);
-// The columns a scattered name starts from, and the subtrees walks go over.
-const std::vector<RefOid>& served_columns();
+// The subtrees walks go over.
 const std::vector<RefOid>& walk_roots();
 
 // Runs a case on the module; transcript (when given) gets one readable line
-// per request run.  LLDPMIB_MODEL_NO_COPY_CHECK=1 leaves out the check of the
-// live copies (to look at the answers alone).
+// per request run.
 ModelOutcome run_case(const ModelCase& c, const RefTopology& ref,
                       std::vector<std::string>* transcript = nullptr);
 // A shorter failing sequence, found by dropping requests and cutting clock

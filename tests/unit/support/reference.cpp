@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <stdexcept>
 
 namespace lldpmib_test {
@@ -31,29 +32,36 @@ RefTopology facts_of(const std::string& text) {
     return r;
 }
 
-// Runs model_cases.py with args and reads its cases.
+RefOid oid_of(const std::string& text) {
+    auto oid = mib_router::parse_oid(text);
+    if (!oid) throw std::runtime_error("bad name in the reference: " + text);
+    return *oid;
+}
+
+// Runs cases.py with args and reads its cases.
 std::vector<RefTopology> run_model_cases(const std::string& args) {
     const std::string command = LLDPMIB_PYTHON " " LLDPMIB_MODEL_CASES " " + args;
     FILE* out = popen(command.c_str(), "r");
     if (!out) throw std::runtime_error("cannot run " + command);
+    std::string text;
+    char buf[1 << 16];
+    for (size_t n; (n = fread(buf, 1, sizeof buf, out)) > 0;) text.append(buf, n);
+    if (pclose(out) != 0) throw std::runtime_error(command + " failed");
     std::vector<RefTopology> cases;
-    std::string line;
-    for (int c; (c = fgetc(out)) != EOF;) {
-        if (c != '\n') {
-            line += static_cast<char>(c);
-            continue;
-        }
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
         if (line.rfind("topology ", 0) == 0) {
             cases.push_back(facts_of(line.substr(9)));
-        } else if (line != "end" && !cases.empty()) {
+        } else if (cases.empty() || line == "end") {
+            continue;
+        } else if (line.rfind("ask ", 0) == 0) {
+            cases.back().names.push_back(oid_of(line.substr(4)));
+        } else {
             const size_t space = line.find(' ');
-            auto name = mib_router::parse_oid(line.substr(0, space));
-            if (!name || space == std::string::npos) throw std::runtime_error("bad reference line: " + line);
-            cases.back().mib.emplace(std::move(*name), line.substr(space + 1));
+            cases.back().mib.emplace(oid_of(line.substr(0, space)), line.substr(space + 1));
         }
-        line.clear();
     }
-    if (pclose(out) != 0 || cases.empty()) throw std::runtime_error(command + " failed");
+    if (cases.empty()) throw std::runtime_error(command + " gave no topology");
     return cases;
 }
 

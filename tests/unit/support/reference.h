@@ -1,6 +1,6 @@
 // The reference the unit tests check the module against: every binding a
 // topology serves, computed from the topology text alone by the Python
-// reference (tests/e2e/reference.py, run through tests/unit/model_cases.py),
+// reference (tests/model/reference.py, run through tests/model/cases.py),
 // which shares no code with the module.  For a topology that does not change,
 // a GET answers the binding of that name or none, and a GET-NEXT the least
 // binding whose name is greater than the one asked, or the end.
@@ -20,10 +20,12 @@ using RefOid = mib_router::Oid;
 // lexicographic order is SNMP's order of names.
 using RefMib = std::map<RefOid, std::string>;
 
-// A topology, its bindings, and what it says about the platform.
+// A topology, its bindings, names to ask around them, and what it says about
+// the platform.
 struct RefTopology {
     std::string json;
     RefMib mib;
+    std::vector<RefOid> names;
     uint32_t router_type = 25;
     uint32_t node_id = 1;
     size_t ports = 0;          // interface records

@@ -1,12 +1,13 @@
 #!/usr/bin/python3
-"""Topologies and their reference walks for the in-process model-based tests.
+"""Random topologies, their reference walks and names to ask, for the
+model-based tests (the in-process one runs this script; the e2e one imports it).
 
-  model_cases.py cases FIRST_SEED COUNT   random topologies, seeds FIRST_SEED on
-  model_cases.py walk FILE                the walk of one topology file
+  cases.py cases FIRST_SEED COUNT   random topologies, seeds FIRST_SEED on
+  cases.py walk FILE                the walk of one topology file
 
-Each topology is written as "topology <JSON>", its walk lines
-("<oid> <TYPE> <value>", from the reference of tests/e2e/reference.py) follow,
-then "end".  The random topologies mix what the module must get right: ports
+Each topology is written as "topology <JSON>", then its walk lines
+("<oid> <TYPE> <value>", from reference.py), then "ask <oid>" lines (names to
+ask, from names_to_ask()), then "end".  The random topologies mix what the module must get right: ports
 and neighbours out of order, mixed time marks, all-zero and all-ones
 addresses, odd address subtypes, equal element keys, TLV keys inside and
 outside the MIB's ranges, MAC-looking identifiers that are and are not MAC
@@ -16,10 +17,13 @@ import pathlib
 import random
 import sys
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "e2e"))
-from reference import walk  # noqa: E402
+from reference import MIB, dotted, reference
 
 INDEX_MAX, SUB_MAX = 2**31 - 1, 2**32 - 1
+# The columns the module serves, by table: entry, first and last column.
+COLUMNS = [MIB + entry + (c,) for entry, first, last in (
+    ((1, 3), 1, 6), ((1, 3, 7, 1), 2, 4), ((1, 3, 8, 1), 3, 6), ((1, 4, 1, 1), 4, 12),
+    ((1, 4, 2, 1), 3, 5), ((1, 4, 3, 1), 2, 2), ((1, 4, 4, 1), 4, 4)) for c in range(first, last + 1)]
 TEXT = "abcdefghijklmnopqrstuvwxyz0123456789-./ ABCXYZ"
 
 
@@ -155,17 +159,55 @@ def topology(r):
     return t
 
 
-def emit(topo):
+def names_to_ask(names, r, count):
+    """Names around the served ones: an existing name (from names) or a served
+    column with sub-identifiers of its own, then as it is, a prefix, one
+    sub-identifier of the instance at or past its range, too long, too short,
+    a bad string length in an address index, or a neighbouring column."""
+    def edge(x):
+        return r.choice([0, 1, INDEX_MAX, INDEX_MAX + 1, SUB_MAX, (x + 1) % 2**32, (x - 1) % 2**32,
+                         9, 126, 127, 255, 256])
+
+    out = []
+    for _ in range(count):
+        if names and r.random() < 0.65:
+            n = list(r.choice(names))
+        else:
+            n = list(r.choice(COLUMNS)) + [r.randrange(12) if r.random() < 0.7 else edge(0)
+                                           for _ in range(r.randrange(12))]
+        instance = 9 if len(n) > 9 and n[6:8] == [1, 3] and n[8] <= 6 else 11  # where it starts
+        how = r.randrange(9)
+        if how == 2:
+            n = n[:r.randint(1, len(n))]
+        elif how in (3, 4) and len(n) > instance:
+            at = r.randrange(instance, len(n))
+            n[at] = edge(n[at])
+        elif how == 5:
+            n += [0 if r.random() < 0.5 else edge(1) for _ in range(r.randint(1, 3))]
+        elif how == 6:
+            n = n[:max(1, len(n) - r.randint(1, 3))]
+        elif how == 7 and (at := {(4, 2): 15, (3, 8): 12}.get(tuple(n[7:9]), 0)) and at < len(n):
+            n[at] = r.choice([0, 3, 5, 15, 17, 200, SUB_MAX])
+        elif how == 8 and len(n) > 10:
+            n[10] = r.choice([0, 1, 2, 3, 13, SUB_MAX])
+        out.append(tuple(n[:128]))
+    return out
+
+
+def emit(topo, r):
+    ref = reference(topo)
     print("topology", json.dumps(topo, separators=(",", ":")))
-    print(*walk(topo), "end", sep="\n")
+    print(*(f"{dotted(n)} {ref[n]}" for n in sorted(ref)),
+          *(f"ask {dotted(n)}" for n in names_to_ask(list(ref), r, 40)), "end", sep="\n")
 
 
 if __name__ == "__main__":
     if len(sys.argv) == 4 and sys.argv[1] == "cases":
         first, count = int(sys.argv[2]), int(sys.argv[3])
         for seed in range(first, first + count):
-            emit(topology(random.Random(seed)))
+            r = random.Random(seed)
+            emit(topology(r), r)
     elif len(sys.argv) == 3 and sys.argv[1] == "walk":
-        emit(json.loads(pathlib.Path(sys.argv[2]).read_text()))
+        emit(json.loads(pathlib.Path(sys.argv[2]).read_text()), random.Random(0))
     else:
         sys.exit(__doc__)
