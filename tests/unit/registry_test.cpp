@@ -113,60 +113,50 @@ TEST(Registry, IdentifiersNameTableAndObjectListMatchTheReferenceList) {
 
 using DebugFlags = ModuleTest;  // registers the flags, captures the trace
 
-struct FlagLookup {
-    const char* on;      // the only flag switched on
-    const char* text;    // looked for
-    int expected;
-};
-
-class FlagLookupTest : public DebugFlags, public ::testing::WithParamInterface<FlagLookup> {};
-
-TEST_P(FlagLookupTest, SearchesDescriptionsOnly) {
-    lldpmib_test::set_debug(GetParam().on);
-    EXPECT_EQ(GetParam().expected, lldp_get_debug_flag_value(GetParam().text) != 0)
-        << GetParam().text;
+// The lookup finds the first row whose description holds the text, and
+// tells whether its flag is on.
+TEST_F(DebugFlags, LookupSearchesDescriptionsOnly) {
+    const struct {
+        const char* on;  // the only flag switched on
+        const char* text;
+        bool found;
+    } cases[] = {{"lldp/all", "", true},
+                 {"lldp/all", "LLDP", true},
+                 {"lldp/events", "LLDP", false},  // "LLDP" names the first row
+                 {"lldp/events", "Events", true},
+                 {"lldp/events", "events", false},  // a keyword, not a description
+                 {"lldp/packetdump", "dump", true},
+                 {"lldp/packetdump", "Packet", false},  // row 4 comes first
+                 {"lldp/packets", "Packet", true},
+                 {"snmp/mib/lldpmib/enable", "MIB", true},
+                 {"all", "Number of elements", false},  // never registered
+                 {"all", "no such flag", false}};
+    for (const auto& c : cases) {
+        lldpmib_test::set_debug(c.on);
+        EXPECT_EQ(c.found, lldp_get_debug_flag_value(c.text) != 0) << c.on << ": " << c.text;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Lookups, FlagLookupTest,
-    ::testing::Values(FlagLookup{"lldp/all", "", 1}, FlagLookup{"lldp/all", "LLDP", 1},
-                      FlagLookup{"lldp/events", "LLDP", 0},  // "LLDP" names the first row
-                      FlagLookup{"lldp/events", "Events", 1},
-                      FlagLookup{"lldp/events", "events", 0},  // a keyword, not a description
-                      FlagLookup{"lldp/packetdump", "dump", 1},
-                      FlagLookup{"lldp/packetdump", "Packet", 0},  // row 4 comes first
-                      FlagLookup{"lldp/packets", "Packet", 1},
-                      FlagLookup{"snmp/mib/lldpmib/enable", "MIB", 1},
-                      FlagLookup{"all", "Number of elements", 0},  // never registered
-                      FlagLookup{"all", "no such flag", 0}));
-
-struct RegistrationFailure {
-    uint64_t nth;  // which kel_dt_flag_init call of the registration fails
-    const char* printed;
-};
-
-class RegistrationFailureTest : public DebugFlags,
-                                public ::testing::WithParamInterface<RegistrationFailure> {};
-
-TEST_P(RegistrationFailureTest, IsPrintedAndRegistrationGoesOn) {
-    kel_dt_handle saved_root = lldp_root;
-    lldp_root = nullptr;
-    platform_fault_reset();
-    platform_fault_fail_nth("kel_dt_flag_init", GetParam().nth, 1);
-    testing::internal::CaptureStdout();
-    lldp_debug_init(lldp_debug_arr_kel);
-    EXPECT_EQ(GetParam().printed, testing::internal::GetCapturedStdout());
-    EXPECT_EQ(12u, platform_fault_calls("kel_dt_flag_init"));  // row 10 is never registered
-    if (lldp_root == nullptr) lldp_root = saved_root;
-    lldp_debug_init(lldp_debug_arr_kel);  // back to the normal registration
+// A flag that fails to register is printed, and registration goes on.
+TEST_F(DebugFlags, RegistrationFailureIsPrintedAndRegistrationGoesOn) {
+    const std::pair<uint64_t, const char*> cases[] = {  // which kel_dt_flag_init call fails
+        {1, "Failed to initialize LLDP root debug flag\n"},
+        {9, "Failed to initialize lldp_trace_debug\n"},
+        {11, "Failed to initialize LLDP MIB root debug flag\n"},
+        {12, "Failed to initialize lldp_mib_debug\n"}};
+    for (const auto& [nth, printed] : cases) {
+        kel_dt_handle saved_root = lldp_root;
+        lldp_root = nullptr;
+        platform_fault_reset();
+        platform_fault_fail_nth("kel_dt_flag_init", nth, 1);
+        testing::internal::CaptureStdout();
+        lldp_debug_init(lldp_debug_arr_kel);
+        EXPECT_EQ(printed, testing::internal::GetCapturedStdout());
+        EXPECT_EQ(12u, platform_fault_calls("kel_dt_flag_init"));  // row 10 is never registered
+        if (lldp_root == nullptr) lldp_root = saved_root;
+        lldp_debug_init(lldp_debug_arr_kel);  // back to the normal registration
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Calls, RegistrationFailureTest,
-    ::testing::Values(RegistrationFailure{1, "Failed to initialize LLDP root debug flag\n"},
-                      RegistrationFailure{9, "Failed to initialize lldp_trace_debug\n"},
-                      RegistrationFailure{11, "Failed to initialize LLDP MIB root debug flag\n"},
-                      RegistrationFailure{12, "Failed to initialize lldp_mib_debug\n"}));
 
 TEST_F(DebugFlags, LinesAreEmittedExactlyWhenTheirFlagIsOn) {
     lldpmib_test::set_debug("lldp/verbose");

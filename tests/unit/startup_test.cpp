@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <barrier>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -19,19 +21,15 @@ namespace {
 
 // A scratch directory that platform_access looks into instead of "/".
 struct AccessRoot {
-    std::string dir = [] {
-        char tmpl[] = "/tmp/lldpmib-root-XXXXXX";
-        return std::string(mkdtemp(tmpl));
-    }();
+    std::filesystem::path dir = std::filesystem::path(::testing::TempDir()) / ("root-" + std::to_string(getpid()));
     explicit AccessRoot(bool tovra_library) {
+        std::filesystem::create_directories(dir / "pkg" / "lib");
+        if (tovra_library) std::ofstream(dir / "pkg" / "lib" / "libtovra.so");
         platform_set_access_root(dir.c_str());
-        if (tovra_library) {
-            EXPECT_EQ(0, system(("mkdir -p '" + dir + "/pkg/lib' && touch '" + dir + "/pkg/lib/libtovra.so'").c_str()));
-        }
     }
     ~AccessRoot() {
         platform_set_access_root(nullptr);
-        (void)!system(("rm -rf '" + dir + "'").c_str());
+        std::filesystem::remove_all(dir);
     }
 };
 
