@@ -34,14 +34,14 @@ step() {  # step NAME LOG COMMAND...
 configure_tsan() {
     cmake -S "$ROOT" -B "$TSAN_DIR" -DCMAKE_BUILD_TYPE=Debug -DLLDPMIB_SANITIZE=thread \
         -DLLDPMIB_BUILD_HOST=OFF -DLLDPMIB_BUILD_BENCH=OFF &&
-        cmake --build "$TSAN_DIR" -j"$JOBS" --target concurrency_test
+        cmake --build "$TSAN_DIR" -j"$JOBS" --target robustness_test
 }
 
 configure_fuzz() {
     CC=clang CXX=clang++ cmake -S "$ROOT" -B "$FUZZ_DIR" -DCMAKE_BUILD_TYPE=Debug \
         -DCMAKE_CXX_FLAGS="-O1 -g" -DLLDPMIB_SANITIZE=address,undefined \
         -DLLDPMIB_BUILD_FUZZ=ON -DLLDPMIB_BUILD_HOST=OFF -DLLDPMIB_BUILD_BENCH=OFF &&
-        cmake --build "$FUZZ_DIR" -j"$JOBS" --target lldpmib_fuzz fault_sweep_test
+        cmake --build "$FUZZ_DIR" -j"$JOBS" --target lldpmib_fuzz robustness_test
 }
 
 run_fuzz() {
@@ -61,12 +61,12 @@ echo "robustness: ThreadSanitizer build in $TSAN_DIR, fuzz build in $FUZZ_DIR"
 step "build (ThreadSanitizer)" "$WORK/tsan-build.log" configure_tsan
 if [ $failed -eq 0 ]; then
     step "concurrency test (ThreadSanitizer)" "$WORK/tsan-run.log" \
-        env TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" "$TSAN_DIR/tests/unit/concurrency_test"
+        env TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" "$TSAN_DIR/tests/unit/robustness_test" --gtest_filter="Trace/ConcurrencyTest.*"
 fi
 step "build (clang, AddressSanitizer+UBSan, libFuzzer)" "$WORK/fuzz-build.log" configure_fuzz
 if [[ "${RESULTS[-1]}" == PASS* ]]; then
     step "fault sweep (AddressSanitizer+UBSan+LSan)" "$WORK/sweep-run.log" \
-        env ASAN_OPTIONS="detect_leaks=1" "$FUZZ_DIR/tests/unit/fault_sweep_test"
+        env ASAN_OPTIONS="detect_leaks=1" "$FUZZ_DIR/tests/unit/robustness_test" --gtest_filter="RobustnessTest.*"
     step "fuzzing ${FUZZ_SECONDS} s (AddressSanitizer+UBSan+LSan)" "$WORK/fuzz-run.log" run_fuzz
     grep -E '^(#[0-9]+ +DONE|Done|stat::number_of_executed_units|stat::peak_rss_mb)' \
         "$WORK/fuzz-run.log" 2>/dev/null | sed 's/^/  fuzz: /'

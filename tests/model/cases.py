@@ -6,12 +6,8 @@ model-based tests (the in-process one runs this script; the e2e one imports it).
   cases.py walk FILE                the walk of one topology file
 
 Each topology is written as "topology <JSON>", then its walk lines
-("<oid> <TYPE> <value>", from reference.py), then "ask <oid>" lines (names to
-ask, from names_to_ask()), then "end".  The random topologies mix what the module must get right: ports
-and neighbours out of order, mixed time marks, all-zero and all-ones
-addresses, odd address subtypes, equal element keys, TLV keys inside and
-outside the MIB's ranges, MAC-looking identifiers that are and are not MAC
-text, local addresses listed in any order and held twice, LLDP disabled."""
+("<oid> <TYPE> <value>", from reference.py), then "ask <oid>" lines (from
+names_to_ask()), then "end"."""
 import json
 import pathlib
 import random
@@ -28,6 +24,10 @@ TEXT = "abcdefghijklmnopqrstuvwxyz0123456789-./ ABCXYZ"
 
 
 def topology(r):
+    """Ports and neighbours out of order, mixed time marks, all-zero and
+    all-ones addresses, odd address subtypes, equal element keys, TLV keys inside
+    and outside the MIB's ranges, MAC-looking identifiers that are and are not
+    MAC text, local addresses in any order and held twice, LLDP disabled."""
     def text(lo, hi):
         return "".join(r.choices(TEXT, k=r.randint(lo, hi)))
 
@@ -71,13 +71,14 @@ def topology(r):
                 out.append(v)
         return out
 
-    def caps(n, key, pool):
-        if r.random() < 0.6:
-            n[key] = r.choice(pool + [r.randrange(0x10000)])
-
-    def optional(n, key, lo, hi, p):
-        if r.random() < p:
-            n[key] = text(lo, hi)
+    def optional(n, texts, caps):
+        """Texts (key, shortest, longest, how often) and capabilities (key, values)."""
+        for key, lo, hi, p in texts:
+            if r.random() < p:
+                n[key] = text(lo, hi)
+        for key, values in caps:
+            if r.random() < 0.6:
+                n[key] = r.choice(values + [r.randrange(0x10000)])
 
     def neighbor(rem_index):
         n = {"rem_index": rem_index}
@@ -91,11 +92,8 @@ def topology(r):
         if kind < 2 or r.random() < 0.5:
             n["port_id_subtype"] = 3 if kind == 0 else r.choice([0, 4, 7, 255]) if kind == 1 else 5
         n["port_id"] = field(mac_like()) if kind < 2 else text(1, 12)
-        optional(n, "port_desc", 0, 10, 0.6)
-        optional(n, "sys_name", 0, 10, 0.7)
-        optional(n, "sys_desc", 0, 30, 0.5)
-        caps(n, "supported_caps", [0, 4, 20, 0x8000, 0xFFFF])
-        caps(n, "enabled_caps", [0, 16, 0x100, 0xFFFF])
+        optional(n, [("port_desc", 0, 10, 0.6), ("sys_name", 0, 10, 0.7), ("sys_desc", 0, 30, 0.5)],
+                 [("supported_caps", [0, 4, 20, 0x8000, 0xFFFF]), ("enabled_caps", [0, 16, 0x100, 0xFFFF])])
         addrs = [address(True) for _ in range(r.randrange(5))]
         if addrs or r.random() < 0.3:
             n["man_addrs"] = addrs
@@ -135,10 +133,8 @@ def topology(r):
         local = {"chassis_id": mac.decode() if all(0x20 <= c < 0x7F for c in mac) else mac.hex()}
         if r.random() < 0.5:
             local["chassis_id_subtype"] = 4
-    optional(local, "sys_name", 0, 12, 0.7)
-    optional(local, "sys_desc", 0, 30, 0.5)
-    caps(local, "supported_caps", [0, 20, 0x100, 0xFFFF])
-    caps(local, "enabled_caps", [0, 16, 0x8001])
+    optional(local, [("sys_name", 0, 12, 0.7), ("sys_desc", 0, 30, 0.5)],
+             [("supported_caps", [0, 20, 0x100, 0xFFFF]), ("enabled_caps", [0, 16, 0x8001])])
     t["local"] = local
     # The small address pool makes an address held by two records common.
     locals_ = [{"addrs": [address(False) for _ in range(r.randint(1, 3))]} for _ in range(r.randrange(4))]
@@ -150,7 +146,7 @@ def topology(r):
         if r.random() < 0.4:
             p["port_id_subtype"] = r.choice([0, 3, 5, 7, 255])
         p["port_id"] = text(256, 300) if r.random() < 0.03 else text(1, 12)
-        optional(p, "port_desc", 0, 20, 0.6)
+        optional(p, [("port_desc", 0, 20, 0.6)], [])
         count = 0 if r.random() < 0.3 else r.randint(1, 4)
         neighbors = [neighbor(i) for i in distinct(count, [1, 2, 3, 10, 1000, INDEX_MAX])]
         if neighbors or r.random() < 0.5:
