@@ -13,14 +13,9 @@
 #include <gtest/gtest.h>
 
 #include "kel_dt.h"
-#include "lldp_client.h"
-#include "lldpmib.h"
-#include "mib_walker.h"
 #include "model_driver.h"
 #include "module_fixture.h"
 #include "platform_fault.h"
-#include "platform_sys.h"
-#include "reference.h"
 
 namespace lldpmib_test {
 namespace {
@@ -29,7 +24,6 @@ uint64_t env_number(const char* name, uint64_t dflt) {
     const char* v = getenv(name);
     return v && *v ? std::strtoull(v, nullptr, 0) : dflt;
 }
-
 
 class ModelBasedTest : public ::testing::Test {
 protected:

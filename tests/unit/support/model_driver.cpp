@@ -174,7 +174,7 @@ ModelCase shrink_case(const ModelCase& original, const RefTopology& ref) {
         if (q.kind == ModelRequest::Walk) q = {ModelRequest::Next, q.manager, q.clock_step, o.asked[i]};
     }
     try_case(nexts);
-    // Then runs of requests, halving their length, and clock moves cut down.
+    // Then runs of requests, halving their length.
     for (size_t chunk = std::max<size_t>(1, best.requests.size() / 2);; chunk /= 2) {
         for (size_t at = 0; at < best.requests.size();) {
             ModelCase c = best;
@@ -183,11 +183,6 @@ ModelCase shrink_case(const ModelCase& original, const RefTopology& ref) {
             if (!try_case(c)) at += chunk;
         }
         if (chunk == 1) break;
-    }
-    for (size_t i = 0; i < best.requests.size(); ++i) {
-        ModelCase c = best;
-        c.requests[i].clock_step = std::min(c.requests[i].clock_step, 1u);
-        if (c.requests[i].clock_step != best.requests[i].clock_step) try_case(c);
     }
     return best;
 }

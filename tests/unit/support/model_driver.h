@@ -50,8 +50,8 @@ const std::vector<RefOid>& walk_roots();
 // per request run.
 ModelOutcome run_case(const ModelCase& c, const RefTopology& ref,
                       std::vector<std::string>* transcript = nullptr);
-// A shorter failing sequence, found by dropping requests and cutting clock
-// moves while the case still fails.
+// A shorter failing sequence, found by dropping requests while the case
+// still fails.
 ModelCase shrink_case(const ModelCase& c, const RefTopology& ref);
 // The failure report: seed, topology, the shrunk sequence with answers.
 std::string failure_report(const std::string& title, const ModelCase& original,
