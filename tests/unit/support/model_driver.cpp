@@ -22,14 +22,12 @@ bool chance(rng_t& r, unsigned percent) { return pick(r, 100) < percent; }
 
 // Client copies alive of neighbours, interfaces and local addresses.
 std::array<int64_t, 3> live_copies() {
+    static const char* const ops[3][2] = {{"lldp_client_copy_neighbor_td", "lldp_client_free_neighbor_td"},
+                                          {"lldp_client_copy_interface_td", "lldp_client_free_interface_td"},
+                                          {"lldp_client_copy_local_ma_td", "lldp_client_free_local_ma_td"}};
     std::array<int64_t, 3> out;
-    const char* what[3] = {"neighbor", "interface", "local_ma"};
-    for (int k = 0; k < 3; ++k) {
-        const std::string copy = std::string("lldp_client_copy_") + what[k] + "_td";
-        const std::string free_op = std::string("lldp_client_free_") + what[k] + "_td";
-        out[k] = static_cast<int64_t>(platform_fault_calls(copy.c_str())) -
-                 static_cast<int64_t>(platform_fault_calls(free_op.c_str()));
-    }
+    for (int k = 0; k < 3; ++k)
+        out[k] = static_cast<int64_t>(platform_fault_calls(ops[k][0]) - platform_fault_calls(ops[k][1]));
     return out;
 }
 

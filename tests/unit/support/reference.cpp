@@ -4,6 +4,8 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <stdexcept>
@@ -75,13 +77,10 @@ const RefTopology& reference_of(const std::string& json) {
     static std::map<std::string, RefTopology> known;
     auto it = known.find(json);
     if (it != known.end()) return it->second;
-    char path[] = "/tmp/lldpmib-reference.XXXXXX";
-    const int fd = mkstemp(path);
-    if (fd < 0 || write(fd, json.data(), json.size()) != static_cast<ssize_t>(json.size()))
-        throw std::runtime_error("cannot write a topology file");
-    close(fd);
-    std::vector<RefTopology> one = run_model_cases(std::string("walk ") + path);
-    unlink(path);
+    const auto path = std::filesystem::temp_directory_path() / ("lldpmib-reference-" + std::to_string(getpid()));
+    std::ofstream(path) << json;
+    std::vector<RefTopology> one = run_model_cases("walk " + path.string());
+    std::filesystem::remove(path);
     one.front().json = json;
     return known.emplace(json, std::move(one.front())).first->second;
 }
