@@ -42,7 +42,6 @@
 #include "mib_walker.h"
 #include "model_driver.h"
 #include "platform_sys.h"
-#include "reference.h"
 #include "topology_gen.h"
 
 namespace {
