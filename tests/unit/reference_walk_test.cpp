@@ -1,13 +1,12 @@
 // Every example topology against its reviewed reference files in reference/:
 // NAME.walk.txt holds every binding of a full walk (written from the
-// reference, tests/e2e/reference.py, and checked here against it too); NAME.trace.txt holds requests ("> GET oid",
-// "> NEXT oid"), each followed by the trace lines it writes with every flag on
+// reference, tests/model/reference.py, and checked here against it too);
+// NAME.trace.txt holds requests ("> GET oid", "> NEXT oid"), each followed by
+// the trace lines it writes with every flag on
 // (a newline inside a line written as \n) and its answer ("= binding" or
 // "= none").  Each request starts from drained snapshots.  Left out: the
 // "updated max_if_index" line, which depends on every port the process saw.
 #include <gtest/gtest.h>
-
-#include <fstream>
 
 #include "kel_dt.h"
 #include "model_driver.h"
@@ -15,13 +14,6 @@
 
 namespace lldpmib_test {
 namespace {
-
-std::vector<std::string> lines_of(const std::string& path) {
-    std::ifstream in(path);
-    std::vector<std::string> out;
-    for (std::string l; std::getline(in, l);) out.push_back(l);
-    return out;
-}
 
 std::string escaped(const std::string& s) {
     std::string out;
@@ -31,13 +23,13 @@ std::string escaped(const std::string& s) {
 
 class ReferenceWalk : public ::testing::TestWithParam<const char*> {
 protected:
-    std::string file(const char* suffix) const { return std::string(LLDPMIB_REFERENCE_DIR "/") + GetParam() + suffix; }
+    std::vector<std::string> file(const char* suffix) const { return read_reference_lines(GetParam() + std::string(suffix)); }
 };
 
 // An "ENKT_ACTIVE" platform mirrors only capabilities 0-7, the only ones the
 // examples' local system has: its walk reads the same.
 TEST_P(ReferenceWalk, BindingsEqualTheReferenceFileWithAndWithoutEnkt) {
-    const std::vector<std::string> want = lines_of(file(".walk.txt"));
+    const std::vector<std::string> want = file(".walk.txt");
     const std::string json = read_example(std::string(GetParam()) + ".json");
     EXPECT_EQ(want, reference_lines(reference_of(json).mib)) << "the file is not the reference's walk";
     ServedModule served(json);  // clears ENKT_ACTIVE
@@ -51,7 +43,7 @@ TEST_P(ReferenceWalk, BindingsEqualTheReferenceFileWithAndWithoutEnkt) {
 class ReferenceTrace : public ReferenceWalk {};
 
 TEST_P(ReferenceTrace, TraceOfEachRequestEqualsTheReferenceFile) {
-    const std::vector<std::string> file_lines = lines_of(file(".trace.txt"));
+    const std::vector<std::string> file_lines = file(".trace.txt");
     ASSERT_FALSE(file_lines.empty());
     ServedModule served(read_example(std::string(GetParam()) + ".json"));
     // The local system row keeps the last answer's values: fill it first, so

@@ -70,8 +70,7 @@ std::ostream& operator<<(std::ostream& o, const Scenario& s) { return o << s.nam
 
 std::vector<Scenario> scenarios() {
     std::vector<Scenario> out;
-    std::stringstream in(lldpmib_test::read_reference("startup.trace.txt"));
-    for (std::string line; std::getline(in, line);) {
+    for (const std::string& line : lldpmib_test::read_reference_lines("startup.trace.txt")) {
         if (line.rfind("== ", 0) != 0) {
             if (!line.empty() && line[0] != '#') out.back().lines.push_back(line);
             continue;

@@ -22,6 +22,12 @@ std::string read_text(const std::string& path) {
 
 std::string read_example(const std::string& name) { return read_text(LLDPMIB_EXAMPLES_DIR "/" + name); }
 std::string read_reference(const std::string& name) { return read_text(LLDPMIB_REFERENCE_DIR "/" + name); }
+std::vector<std::string> read_reference_lines(const std::string& name) {
+    std::vector<std::string> out;
+    std::stringstream in(read_reference(name));
+    for (std::string line; std::getline(in, line);) out.push_back(line);
+    return out;
+}
 
 void set_debug(const std::string& flags) { kel_dt_configure(flags.c_str()); }
 

@@ -13,9 +13,10 @@
 
 namespace lldpmib_test {
 
-// examples/NAME, and the reference directory's NAME, as text.
+// examples/NAME, and the reference directory's NAME, as text; the latter's lines.
 std::string read_example(const std::string& name);
 std::string read_reference(const std::string& name);
+std::vector<std::string> read_reference_lines(const std::string& name);
 // Trace flags as LLDPMIB_DEBUG takes them ("all", "lldp/verbose", "").
 void set_debug(const std::string& flags);
 // True when the module lock is free (a destroyed mutex is free too).
