@@ -341,7 +341,7 @@ lldpmib_test::ModelCase model_case(const uint8_t* data, size_t size, const lldpm
     lldpmib_test::ModelCase c;
     // Request records: head (kind, manager, clock), source, then the source's bytes.
     static const uint32_t kSteps[4] = {0, 1, 2, 100};
-    while (in.left && c.requests.size() < 64) {
+    while (in.left && c.size() < 64) {
         uint8_t head = in.byte(), source = in.byte();
         lldpmib_test::ModelRequest q;
         q.kind = static_cast<lldpmib_test::ModelRequest::Kind>((head & 3) % 3);
@@ -356,7 +356,7 @@ lldpmib_test::ModelCase model_case(const uint8_t* data, size_t size, const lldpm
             const auto& names = (*ref)->names;
             q.name = names.empty() ? lldpmib_test::RefOid{} : names[(source << 8 | in.byte()) % names.size()];
         }
-        c.requests.push_back(std::move(q));
+        c.push_back(std::move(q));
     }
     return c;
 }

@@ -45,8 +45,8 @@ TEST_F(ModelBasedTest, RandomSequencesAnswerAsTheReference) {
         const uint64_t seed = base + i;
         const RefTopology& ref = topologies[i];
         std::mt19937_64 rng(seed);
-        ModelCase c{random_requests(ref, rng)};
-        requests += c.requests.size();
+        ModelCase c = random_requests(ref, rng);
+        requests += c.size();
         ModelOutcome o = run_case(c, ref);
         if (o.ok) continue;
         if (++failures <= 3)
@@ -70,7 +70,7 @@ TEST_F(ModelBasedTest, ThousandWalksPerTableKeepCopiesWithinTheRecords) {
         ModelCase walks;
         for (int w = 0; w < 1000; ++w)
             for (auto it = first;; ++it) {  // each binding, then the step out of the table
-                walks.requests.push_back({ModelRequest::Walk, 0, w % 3 == 0 && it == first ? 1u : 0u, root});
+                walks.push_back({ModelRequest::Walk, 0, w % 3 == 0 && it == first ? 1u : 0u, root});
                 if (it == last) break;
             }
         ModelOutcome o = run_case(walks, ref);

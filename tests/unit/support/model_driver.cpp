@@ -182,7 +182,8 @@ std::vector<ModelRequest> random_requests(const RefTopology& ref, rng_t& r, size
     return out;
 }
 
-std::string request_text(const ModelRequest& q) {
+// One request as text ("m1 +2s GET-NEXT 1.0.8802...").
+static std::string request_text(const ModelRequest& q) {
     static const char* kinds[] = {"GET ", "GET-NEXT ", "WALK "};
     return "m" + std::to_string(q.manager) + " +" + std::to_string(q.clock_step) + "s " + kinds[q.kind] +
            mib_router::to_text(q.name);
@@ -206,8 +207,8 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
     const char* what[3] = {"neighbour", "interface", "local address"};
 
     std::vector<RefOid> cursor(8), cursor_root(8);  // each manager's walk
-    for (size_t i = 0; i < c.requests.size() && out.ok; ++i) {
-        const ModelRequest& q = c.requests[i];
+    for (size_t i = 0; i < c.size() && out.ok; ++i) {
+        const ModelRequest& q = c[i];
         advance_clock(q.clock_step);
         const uint32_t m = q.manager % 8;
         RefOid asked = q.name;
@@ -240,34 +241,35 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
     return out;
 }
 
-ModelCase shrink_case(const ModelCase& original, const RefTopology& ref) {
+// A shorter failing sequence, found by dropping requests while it still fails.
+static ModelCase shrink_case(const ModelCase& original, const RefTopology& ref) {
     ModelCase best = original;
     ModelOutcome o = run_case(best, ref);
     if (o.ok) return best;
-    best.requests.resize(o.failed_at + 1);
+    best.resize(o.failed_at + 1);
     size_t budget = 4000;
     auto try_case = [&](const ModelCase& c) {
-        if (budget == 0 || c.requests.empty()) return false;
+        if (budget == 0 || c.empty()) return false;
         --budget;
         ModelOutcome r = run_case(c, ref);
         if (r.ok) return false;
         best = c;
-        best.requests.resize(r.failed_at + 1);
+        best.resize(r.failed_at + 1);
         return true;
     };
     // Walk steps become the GET-NEXT they made, so that they can go alone.
     ModelCase nexts = best;
-    for (size_t i = 0; i < nexts.requests.size(); ++i) {
-        ModelRequest& q = nexts.requests[i];
+    for (size_t i = 0; i < nexts.size(); ++i) {
+        ModelRequest& q = nexts[i];
         if (q.kind == ModelRequest::Walk) q = {ModelRequest::Next, q.manager, q.clock_step, o.asked[i]};
     }
     try_case(nexts);
     // Then runs of requests, halving their length.
-    for (size_t chunk = std::max<size_t>(1, best.requests.size() / 2);; chunk /= 2) {
-        for (size_t at = 0; at < best.requests.size();) {
+    for (size_t chunk = std::max<size_t>(1, best.size() / 2);; chunk /= 2) {
+        for (size_t at = 0; at < best.size();) {
             ModelCase c = best;
-            c.requests.erase(c.requests.begin() + static_cast<ptrdiff_t>(at),
-                             c.requests.begin() + static_cast<ptrdiff_t>(std::min(at + chunk, c.requests.size())));
+            c.erase(c.begin() + static_cast<ptrdiff_t>(at),
+                             c.begin() + static_cast<ptrdiff_t>(std::min(at + chunk, c.size())));
             if (!try_case(c)) at += chunk;
         }
         if (chunk == 1) break;
@@ -280,7 +282,7 @@ std::string failure_report(const std::string& title, const ModelCase& original, 
     std::vector<std::string> transcript;
     ModelOutcome o = run_case(shrunk, ref, &transcript);
     std::string s = title + "\n  topology: " + ref.json + "\n  " + o.message + "\n  shrunk from " +
-                    std::to_string(original.requests.size()) + " to " + std::to_string(shrunk.requests.size()) +
+                    std::to_string(original.size()) + " to " + std::to_string(shrunk.size()) +
                     " requests (mN = manager N, +Ns = clock moved before the request):\n";
     for (size_t i = 0; i < transcript.size(); ++i) s += "    " + std::to_string(i + 1) + ". " + transcript[i] + "\n";
     return s;

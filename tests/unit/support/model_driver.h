@@ -74,9 +74,7 @@ struct ModelRequest {
     RefOid name;
 };
 
-struct ModelCase {
-    std::vector<ModelRequest> requests;
-};
+using ModelCase = std::vector<ModelRequest>;
 
 struct ModelOutcome {
     bool ok = true;
@@ -96,14 +94,9 @@ const std::vector<RefOid>& walk_roots();
 // per request run.
 ModelOutcome run_case(const ModelCase& c, const RefTopology& ref,
                       std::vector<std::string>* transcript = nullptr);
-// A shorter failing sequence, found by dropping requests while the case
-// still fails.
-ModelCase shrink_case(const ModelCase& c, const RefTopology& ref);
 // The failure report: seed, topology, the shrunk sequence with answers.
 std::string failure_report(const std::string& title, const ModelCase& original,
                            const RefTopology& ref);
-// One request as text ("m1 +2s GET-NEXT 1.0.8802...").
-std::string request_text(const ModelRequest& r);
 
 // Every snapshot stale, then one missing GET per table (names not in mib), so
 // that each table drops what it kept (best effort: copies a table keeps anyway
