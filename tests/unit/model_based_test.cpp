@@ -12,10 +12,7 @@
 // LLDPMIB_MODEL_SEQUENCES=1.
 #include <gtest/gtest.h>
 
-#include "kel_dt.h"
-#include "model_driver.h"
 #include "module_fixture.h"
-#include "platform_fault.h"
 
 namespace lldpmib_test {
 namespace {

@@ -8,8 +8,6 @@
 // "updated max_if_index" line, which depends on every port the process saw.
 #include <gtest/gtest.h>
 
-#include "kel_dt.h"
-#include "model_driver.h"
 #include "module_fixture.h"
 
 namespace lldpmib_test {
@@ -57,14 +55,14 @@ TEST_P(ReferenceTrace, TraceOfEachRequestEqualsTheReferenceFile) {
         auto name = mib_router::parse_oid(l.substr(next ? 7 : 6));
         ASSERT_TRUE(name) << l;
         served.drain();
-        set_debug("all");
+        kel_dt_configure("all");
         kel_dt::capture_start();
         mib_router::Router router(lldpmib_OidList, lldpmib_OidListNum);  // serial numbers from 1
         mib_router::Binding b;
         bool found = next ? router.next(*name, &b) : router.get(*name, &b) == mib_router::GetResult::Found;
         for (const std::string& t : kel_dt::capture_stop())
             if (t.find("updated max_if_index") == std::string::npos) got.push_back(escaped(t));
-        set_debug("");
+        kel_dt_configure("");
         got.push_back(found ? "= " + mib_router::format(b) : "= none");
     }
     EXPECT_EQ(file_lines, got);

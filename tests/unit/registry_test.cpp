@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "module_fixture.h"
-#include "platform_fault.h"
 
 using lldpmib_test::ModuleTest;
 
@@ -132,7 +131,7 @@ TEST_F(DebugFlags, LookupSearchesDescriptionsOnly) {
                  {"all", "Number of elements", false},  // never registered
                  {"all", "no such flag", false}};
     for (const auto& c : cases) {
-        lldpmib_test::set_debug(c.on);
+        kel_dt_configure(c.on);
         EXPECT_EQ(c.found, lldp_get_debug_flag_value(c.text) != 0) << c.on << ": " << c.text;
     }
 }
@@ -159,7 +158,7 @@ TEST_F(DebugFlags, RegistrationFailureIsPrintedAndRegistrationGoesOn) {
 }
 
 TEST_F(DebugFlags, LinesAreEmittedExactlyWhenTheirFlagIsOn) {
-    lldpmib_test::set_debug("lldp/verbose");
+    kel_dt_configure("lldp/verbose");
     take_lines();
     lldpmib_is_orvik_platform();
     lldpmib_lock();

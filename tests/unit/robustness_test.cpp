@@ -17,10 +17,7 @@
 #include <thread>
 #include <vector>
 
-#include "kel_dt.h"
-#include "mib_walker.h"
 #include "module_fixture.h"
-#include "platform_fault.h"
 
 namespace lldpmib_test {
 namespace {
@@ -123,7 +120,7 @@ constexpr auto kTimeBound = std::chrono::seconds(60);
 class ConcurrencyTest : public RobustnessTest, public ::testing::WithParamInterface<bool> {
 protected:
     void TearDown() override {
-        set_debug("");
+        kel_dt_configure("");
         kel_dt_set_output(0, nullptr);
         kel_dt::capture_start();
         RobustnessTest::TearDown();
@@ -135,7 +132,7 @@ TEST_P(ConcurrencyTest, EveryBindingIsTheReferenceValue) {
     // long concurrent run would only measure the capture.
     kel_dt::capture_stop();
     kel_dt_set_output(1, nullptr);
-    set_debug(GetParam() ? "all" : "");
+    kel_dt_configure(GetParam() ? "all" : "");
 
     std::mutex mutex;
     std::vector<std::string> problems;  // the first few
@@ -178,7 +175,7 @@ TEST_P(ConcurrencyTest, EveryBindingIsTheReferenceValue) {
             }
         });
     // The clock moves on meanwhile, so snapshots expire under the walkers.
-    time_t t = now();
+    time_t t = advance_clock(0);
     std::atomic<bool> stop{false};
     std::thread clock([&] {
         while (!stop.load()) {
@@ -194,8 +191,8 @@ TEST_P(ConcurrencyTest, EveryBindingIsTheReferenceValue) {
     for (const auto& p : problems) text += "\n  " + p;
     EXPECT_EQ(0u, wrong.load()) << text;
     // Afterwards, alone again: the whole MIB, and nothing left over.
-    set_debug("");
-    advance_clock(t - now());
+    kel_dt_configure("");
+    advance_clock(t - advance_clock(0));
     expect_clean_walk("the concurrent run");
 }
 

@@ -12,7 +12,6 @@
 #include <thread>
 
 #include "module_fixture.h"
-#include "platform_fault.h"
 
 using lldpmib_test::ModuleTest;
 using lldpmib_test::module_lock_free;
@@ -109,7 +108,7 @@ TEST_P(StartStopTest, TracesEveryStepReleasesEverythingAndLocksSafelyAfterwards)
     EXPECT_EQ(s.lines, take_lines());
     expect_all_released();
 
-    lldpmib_test::set_debug("");
+    kel_dt_configure("");
     constexpr int kThreads = 4;
     constexpr int kRounds = 2000;
     bool done = false;

@@ -5,9 +5,7 @@
 // are the fault sweep's business.)
 #include <gtest/gtest.h>
 
-#include "model_driver.h"
 #include "module_fixture.h"
-#include "platform_fault.h"
 
 namespace lldpmib_test {
 namespace {

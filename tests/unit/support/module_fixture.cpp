@@ -29,8 +29,6 @@ std::vector<std::string> read_reference_lines(const std::string& name) {
     return out;
 }
 
-void set_debug(const std::string& flags) { kel_dt_configure(flags.c_str()); }
-
 bool module_lock_free() {
     int rc = pthread_mutex_trylock(&lldpmib_mutex);
     if (rc == 0) pthread_mutex_unlock(&lldpmib_mutex);
@@ -67,7 +65,7 @@ void ModuleTest::SetUp() {
     advance_clock(1000);
     platform_fault_reset();
     lldp_debug_init(lldp_debug_arr_kel);  // registration is idempotent
-    set_debug("all");
+    kel_dt_configure("all");
     kel_dt::capture_start();
 }
 
@@ -79,7 +77,7 @@ void ModuleTest::start() {
 void ModuleTest::TearDown() {
     if (started_) init_lldpmib(nullptr, 0);
     kel_dt::capture_stop();
-    set_debug("");
+    kel_dt_configure("");
     platform_fault_reset();
     EXPECT_TRUE(module_lock_free()) << "module lock left held";
 }

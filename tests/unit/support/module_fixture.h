@@ -7,9 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "kel_dt.h"
 #include "lldpmib.h"
 #include "mib_walker.h"
 #include "model_driver.h"
+#include "platform_fault.h"
 
 namespace lldpmib_test {
 
@@ -17,8 +19,6 @@ namespace lldpmib_test {
 std::string read_example(const std::string& name);
 std::string read_reference(const std::string& name);
 std::vector<std::string> read_reference_lines(const std::string& name);
-// Trace flags as LLDPMIB_DEBUG takes them ("all", "lldp/verbose", "").
-void set_debug(const std::string& flags);
 // True when the module lock is free (a destroyed mutex is free too).
 bool module_lock_free();
 
@@ -45,7 +45,6 @@ protected:
     void TearDown() override;
     // Starts the module; TearDown stops it.
     void start();
-    time_t now() const { return advance_clock(0); }
     // Lines captured since the last call.
     std::vector<std::string> take_lines();
     bool started_ = false;
