@@ -1,12 +1,10 @@
 """Answers through snmpd and lldpmib-agentx against the reference computed from
 the topology file: scattered GETs and GET-NEXTs then a bulk walk, several
-managers walking at once, SETs refused.  (Every example's walk is the unit
-tests' reference_walk_test, through the same router.)
-
-model_topology.json mixes time marks (0, 100 ... 4294967295, decreasing along
-port and index), lists several neighbours per port out of order, has a port
-without neighbours, all-zero and all-ones addresses, odd address subtypes, TLV
-types and subtypes inside and outside the MIB's ranges, and equal element keys."""
+managers walking at once, SETs refused.  model_topology.json mixes time marks
+(0, 100 ... 4294967295, decreasing along port and index), lists several
+neighbours per port out of order, has a port without neighbours, all-zero and
+all-ones addresses, odd address subtypes, TLV types and subtypes inside and
+outside the MIB's ranges, and equal element keys."""
 import pathlib
 import random
 from concurrent.futures import ThreadPoolExecutor

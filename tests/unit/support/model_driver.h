@@ -63,7 +63,6 @@ RefOid lldp(const std::string& tail);
 
 // ---- The driver ----
 
-
 struct ModelRequest {
     enum Kind { Get, Next, Walk };
     Kind kind = Get;
