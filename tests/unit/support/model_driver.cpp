@@ -269,7 +269,7 @@ static ModelCase shrink_case(const ModelCase& original, const RefTopology& ref) 
         for (size_t at = 0; at < best.size();) {
             ModelCase c = best;
             c.erase(c.begin() + static_cast<ptrdiff_t>(at),
-                             c.begin() + static_cast<ptrdiff_t>(std::min(at + chunk, c.size())));
+                    c.begin() + static_cast<ptrdiff_t>(std::min(at + chunk, c.size())));
             if (!try_case(c)) at += chunk;
         }
         if (chunk == 1) break;
