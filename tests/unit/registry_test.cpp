@@ -30,6 +30,7 @@ T* symbol(const std::string& name) {
 TEST(Registry, LibraryExportsWhatTheAgentReachesByName) {
     ASSERT_NE(nullptr, library()) << dlerror();
     std::vector<std::string> wanted{"init_lldpmib", "lldpmib_init", "lldpmib_term", "lldpmib_oid_table",
+                                    "lldpmib_OidList", "lldpmib_OidListNum",
                                     "lldp_debug_arr_kel", "lldp_debug_init", "lldp_shim_debug_init",
                                     "lldp_get_debug_flag_value", "lldp_trace_debug", "lldp_mib_debug",
                                     "lldpmib_debug_flags", "lldpmib_intf_cache_timer_tree",
@@ -74,6 +75,7 @@ TEST(Registry, IdentifiersNameTableAndObjectListMatchTheReferenceList) {
 
     std::map<std::string, std::string> names;  // dotted -> name, from the name table
     const auto* table = symbol<const snmp_oid_name>("lldpmib_oid_table");
+    ASSERT_NE(nullptr, table) << "name table not exported";
     size_t n = 0;
     for (; table[n].name != nullptr; n++) {
         const Object& o = by_dotted[table[n].dotted];
@@ -84,7 +86,9 @@ TEST(Registry, IdentifiersNameTableAndObjectListMatchTheReferenceList) {
     EXPECT_EQ(nodes, n) << "nodes missing from the name table";
 
     const ObjectInfo* list = symbol<const ObjectInfo>("lldpmib_OidList");
-    const int count = *symbol<const int>("lldpmib_OidListNum");
+    const int* count_of = symbol<const int>("lldpmib_OidListNum");
+    ASSERT_TRUE(list && count_of) << "object list not exported";
+    const int count = *count_of;
     ASSERT_EQ(served, static_cast<size_t>(count));
     static const std::map<int, std::string> kTypes = {{INTEGER_TYPE, "INTEGER"}, {OCTET_PRIM_TYPE, "OCTETS"},
                                                       {OBJECT_ID_TYPE, "OID"}};

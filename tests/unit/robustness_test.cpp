@@ -74,7 +74,7 @@ std::vector<uint64_t> sweep_points(uint64_t calls) {
 }
 
 TEST_F(RobustnessTest, EveryOperationFailedAtEveryCall) {
-    // The clean walk of SetUp's operations and their call counts are what the sweep fails.
+    // What SetUp's last clean walk called, and how often, is what the sweep fails.
     std::map<std::string, uint64_t> ops;
     platform_fault_for_each(
         [](const char* op, void* arg) {
