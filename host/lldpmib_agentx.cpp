@@ -6,7 +6,6 @@
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
 #include <signal.h>
-#include <stdint.h>
 #include <stdlib.h>
 
 #include <cstdio>
@@ -18,11 +17,11 @@
 #include "kel_dt.h"
 #include "mib_router.h"
 #include "module_glue.h"
+#include "netsnmp_bridge.h"
 
 namespace {
 
 const char* const kAppName = "lldpmib-agentx";
-const oid kLldpMib[] = {1, 0, 8802, 1, 1, 2};
 // Seconds between pings of the master: a restarted master serves us again
 // within about this long.
 const int kPingInterval = 2;
@@ -94,77 +93,6 @@ int parse_options(int argc, char** argv, Options* o) {
     return -1;
 }
 
-mib_router::Oid to_router_oid(const oid* name, size_t len, bool* ok) {
-    mib_router::Oid out;
-    out.reserve(len);
-    *ok = true;
-    for (size_t i = 0; i < len; ++i) {
-        if (name[i] > UINT32_MAX && (name[i] >> 32) != UINT32_MAX) *ok = false;
-        out.push_back(static_cast<uint32_t>(name[i]));
-    }
-    return out;
-}
-
-// Puts a module binding into the response varbind.
-bool set_value(netsnmp_variable_list* var, const mib_router::Binding& b) {
-    switch (b.type) {
-    case mib_router::kInteger: {
-        long v = b.integer;
-        return snmp_set_var_typed_value(var, ASN_INTEGER, &v, sizeof v) == 0;
-    }
-    case mib_router::kOctets: {
-        static const u_char empty = 0;
-        const u_char* p = b.octets.empty() ? &empty : b.octets.data();
-        return snmp_set_var_typed_value(var, ASN_OCTET_STR, p, b.octets.size()) == 0;
-    }
-    case mib_router::kObjectId: {
-        // An identifier value has at least two sub-identifiers on the wire.
-        std::vector<oid> v(b.oid.begin(), b.oid.end());
-        while (v.size() < 2) v.push_back(0);
-        return snmp_set_var_typed_value(var, ASN_OBJECT_ID, v.data(), v.size() * sizeof(oid)) == 0;
-    }
-    }
-    return false;
-}
-
-int lldpmib_handler(netsnmp_mib_handler*, netsnmp_handler_registration*,
-                    netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {
-    const mib_router::Router& router = *host.router;
-    for (netsnmp_request_info* req = requests; req; req = req->next) {
-        if (req->processed) continue;
-        netsnmp_variable_list* var = req->requestvb;
-        bool ok = true;
-        mib_router::Oid name = to_router_oid(var->name, var->name_length, &ok);
-        mib_router::Binding b;
-        switch (reqinfo->mode) {
-        case MODE_GET: {
-            mib_router::GetResult r =
-                ok ? router.get(name, &b, &host) : mib_router::GetResult::NoSuchObject;
-            if (r == mib_router::GetResult::Found && set_value(var, b))
-                break;
-            netsnmp_set_request_error(reqinfo, req,
-                                      r == mib_router::GetResult::NoSuchObject ? SNMP_NOSUCHOBJECT
-                                                                               : SNMP_NOSUCHINSTANCE);
-            break;
-        }
-        case MODE_GETNEXT: {
-            // Nothing after the name inside lldpMIB: the varbind stays as it
-            // was and the master moves on past our registration.
-            if (!ok || !router.next(name, &b, &host)) break;
-            std::vector<oid> out(b.name.begin(), b.name.end());
-            snmp_set_var_objid(var, out.data(), out.size());
-            if (!set_value(var, b)) netsnmp_set_request_error(reqinfo, req, SNMP_ERR_GENERR);
-            break;
-        }
-        default:
-            // The registration is read-only; SETs never get here.
-            netsnmp_set_request_error(reqinfo, req, SNMP_ERR_NOTWRITABLE);
-            break;
-        }
-    }
-    return SNMP_ERR_NOERROR;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -204,14 +132,11 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-
     lldpmib_host::start_module(&host);
     host.router = std::make_unique<mib_router::Router>(lldpmib_host::object_list(),
                                                        lldpmib_host::object_count());
 
-    netsnmp_handler_registration* reg = netsnmp_create_handler_registration(
-        "lldpMIB", lldpmib_handler, kLldpMib, OID_LENGTH(kLldpMib), HANDLER_CAN_RONLY);
-    if (!reg || netsnmp_register_handler(reg) != MIB_REGISTERED_OK) {
+    if (!lldpmib_host::register_lldp_mib(host.router.get(), &host)) {
         std::fprintf(stderr, "%s: cannot register 1.0.8802.1.1.2\n", kAppName);
         lldpmib_host::stop_module(&host);
         return 1;

@@ -84,11 +84,13 @@ Binding& scratch_binding() {
 
 }  // namespace
 
-Router::Router(ObjectInfo* list, int count) {
-    for (int i = 0; list && i < count; ++i) {
-        ObjectInfo* o = &list[i];
-        if (o->oid.length <= 0 || !o->oid.oid_ptr || !o->get) continue;
-        objects_.push_back(o);
+Router::Router(std::initializer_list<ObjectList> lists) {
+    for (const ObjectList& l : lists) {
+        for (int i = 0; l.objects && i < l.count; ++i) {
+            ObjectInfo* o = &l.objects[i];
+            if (o->oid.length <= 0 || !o->oid.oid_ptr || !o->get) continue;
+            objects_.push_back(o);
+        }
     }
     std::stable_sort(objects_.begin(), objects_.end(), object_less);
 }

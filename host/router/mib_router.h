@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -41,11 +42,18 @@ struct Binding {
 
 enum class GetResult { Found, NoSuchObject, NoSuchInstance };
 
+// One library's exported object list.
+struct ObjectList {
+    ObjectInfo* objects;
+    int count;
+};
+
 class Router {
 public:
-    // Keeps pointers into list (which must outlive the router) sorted by
+    // Keeps pointers into the lists (which must outlive the router) sorted by
     // identifier.  Records without identifier or method routine are ignored.
-    Router(ObjectInfo* list, int count);
+    Router(ObjectInfo* list, int count) : Router({ObjectList{list, count}}) {}
+    explicit Router(std::initializer_list<ObjectList> lists);
 
     // GET: the object whose identifier prefixes name, asked with EXACT.
     GetResult get(const Oid& name, Binding* out, void* context = nullptr) const;
