@@ -132,13 +132,12 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    lldpmib_host::start_module(&host);
-    host.router = std::make_unique<mib_router::Router>(lldpmib_host::object_list(),
-                                                       lldpmib_host::object_count());
+    lldpmib_host::start_libraries(&host);
+    host.router = std::make_unique<mib_router::Router>(lldpmib_host::object_lists());
 
     if (!lldpmib_host::register_lldp_mib(host.router.get(), &host)) {
         std::fprintf(stderr, "%s: cannot register 1.0.8802.1.1.2\n", kAppName);
-        lldpmib_host::stop_module(&host);
+        lldpmib_host::stop_libraries(&host);
         return 1;
     }
 
@@ -159,6 +158,6 @@ int main(int argc, char** argv) {
     snmp_log(LOG_INFO, "%s: stopping\n", kAppName);
     snmp_shutdown(kAppName);
     host.router.reset();
-    lldpmib_host::stop_module(&host);
+    lldpmib_host::stop_libraries(&host);
     return 0;
 }

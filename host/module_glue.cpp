@@ -4,9 +4,10 @@
 
 namespace lldpmib_host {
 
-void start_module(void* agent_context) { init_lldpmib(agent_context, 1); }
-void stop_module(void* agent_context) { init_lldpmib(agent_context, 0); }
-ObjectInfo* object_list() { return lldpmib_OidList; }
-int object_count() { return lldpmib_OidListNum; }
+void start_libraries(void* agent_context) { init_lldpmib(agent_context, 1); }
+void stop_libraries(void* agent_context) { init_lldpmib(agent_context, 0); }
+std::vector<mib_router::ObjectList> object_lists() {
+    return {{lldpmib_OidList, lldpmib_OidListNum}};
+}
 
 }  // namespace lldpmib_host

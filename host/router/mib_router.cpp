@@ -84,7 +84,7 @@ Binding& scratch_binding() {
 
 }  // namespace
 
-Router::Router(std::initializer_list<ObjectList> lists) {
+Router::Router(const std::vector<ObjectList>& lists) {
     for (const ObjectList& l : lists) {
         for (int i = 0; l.objects && i < l.count; ++i) {
             ObjectInfo* o = &l.objects[i];

@@ -8,7 +8,6 @@
 
 #include <atomic>
 #include <functional>
-#include <initializer_list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -53,7 +52,7 @@ public:
     // Keeps pointers into the lists (which must outlive the router) sorted by
     // identifier.  Records without identifier or method routine are ignored.
     Router(ObjectInfo* list, int count) : Router({ObjectList{list, count}}) {}
-    explicit Router(std::initializer_list<ObjectList> lists);
+    explicit Router(const std::vector<ObjectList>& lists);
 
     // GET: the object whose identifier prefixes name, asked with EXACT.
     GetResult get(const Oid& name, Binding* out, void* context = nullptr) const;
