@@ -178,6 +178,69 @@ int lldp_client_iter_ne(const lldp_client_filter* filter, int a, int b, lldp_cli
 neighbor_td* lldp_client_copy_neighbor_td(const neighbor_td* rec);
 void lldp_client_free_neighbor_td(neighbor_td* copy);
 
+// ---- Configuration and statistics ----
+// The daemon's transmit configuration (LLDP-MIB lldpConfiguration).
+typedef struct lldp_client_config {
+    uint32_t tx_interval;   // seconds between frames (lldpMessageTxInterval)
+    uint32_t tx_hold;       // TTL = tx_interval * tx_hold (lldpMessageTxHoldMultiplier)
+    uint32_t reinit_delay;  // seconds (lldpReinitDelay)
+    uint32_t tx_delay;      // seconds (lldpTxDelay)
+} lldp_client_config;
+
+// Admin status of a port (LLDP-MIB lldpPortConfigAdminStatus).
+#define LLDP_ADMIN_TX_ONLY 1
+#define LLDP_ADMIN_RX_ONLY 2
+#define LLDP_ADMIN_TX_AND_RX 3
+#define LLDP_ADMIN_DISABLED 4
+
+// Optional TLVs a port sends: bit n is position n of lldpPortConfigTLVsTxEnable.
+#define LLDP_TLV_TX_PORT_DESC 0x1
+#define LLDP_TLV_TX_SYS_NAME 0x2
+#define LLDP_TLV_TX_SYS_DESC 0x4
+#define LLDP_TLV_TX_SYS_CAP 0x8
+
+// One local LLDP port's configuration and counters.  Counters are the
+// daemon's, modulo 2^32.
+typedef struct lldp_port_stats {
+    uint32_t port_num;                // as lldpLocPortNum
+    uint8_t admin_status;             // LLDP_ADMIN_*
+    uint8_t notification_enable;      // 1: neighbour changes on this port are notified
+    uint8_t tlvs_tx;                  // LLDP_TLV_TX_* bits
+    uint8_t man_addr_tx;              // 1: the local management addresses are sent here
+    uint32_t tx_frames;               // lldpStatsTxPortFramesTotal
+    uint32_t rx_frames_discarded;     // lldpStatsRxPortFramesDiscardedTotal
+    uint32_t rx_frames_errors;        // lldpStatsRxPortFramesErrors
+    uint32_t rx_frames;               // lldpStatsRxPortFramesTotal
+    uint32_t rx_tlvs_discarded;       // lldpStatsRxPortTLVsDiscardedTotal
+    uint32_t rx_tlvs_unrecognized;    // lldpStatsRxPortTLVsUnrecognizedTotal
+    uint32_t ageouts;                 // lldpStatsRxPortAgeoutsTotal
+    uint32_t inserts;                 // neighbours inserted on this port
+    uint32_t deletes;                 // neighbours deleted on this port (ageouts included)
+    uint32_t drops;                   // neighbours not kept for lack of room
+} lldp_port_stats;
+
+// The remote tables' change counters (LLDP-MIB lldpStatsRemTables*): each
+// the sum of the ports' counters, modulo 2^32.
+typedef struct lldp_client_remote_stats {
+    uint32_t last_change_time;  // hundredths of a second since the time origin; 0: none since
+    uint32_t inserts;
+    uint32_t deletes;
+    uint32_t drops;
+    uint32_t ageouts;
+} lldp_client_remote_stats;
+
+int lldp_client_get_config(lldp_client_config* out);
+// Calls cb(record, context, null) for every local LLDP port in port-number
+// order; the record is a const lldp_port_stats*.  Non-zero when the daemon
+// cannot be asked or a callback returned non-zero.
+int lldp_client_iter_port_stats(lldp_client_callback cb, void* context);
+int lldp_client_get_remote_stats(lldp_client_remote_stats* out);
+
+// The time origin of time marks and of last_change_time: the wall-clock time,
+// in hundredths of a second since the Unix epoch, at which the agent's
+// sysUpTime was 0.  Until it is set, the moment the library was loaded.
+void lldp_client_set_time_origin(int64_t unix_centiseconds);
+
 // ---- Backends ----
 // The daemon the library talks to.  Until one is chosen, the embedded example
 // topology is served.  On failure a message naming the file, the JSON path and
