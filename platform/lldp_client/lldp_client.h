@@ -236,6 +236,16 @@ int lldp_client_get_config(lldp_client_config* out);
 int lldp_client_iter_port_stats(lldp_client_callback cb, void* context);
 int lldp_client_get_remote_stats(lldp_client_remote_stats* out);
 
+// Change counts: `data` changes whenever anything the daemon reports
+// changes, `neighbors` whenever the neighbours do (either also on a reload of
+// the topology that changed them).  No round trip beyond the backend's own
+// refresh.
+typedef struct lldp_client_generation {
+    uint32_t data;
+    uint32_t neighbors;
+} lldp_client_generation;
+int lldp_client_get_generation(lldp_client_generation* out);
+
 // The time origin of time marks and of last_change_time: the wall-clock time,
 // in hundredths of a second since the Unix epoch, at which the agent's
 // sysUpTime was 0.  Until it is set, the moment the library was loaded.

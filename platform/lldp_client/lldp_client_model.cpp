@@ -598,4 +598,5 @@ int lldp_client_use_topology_text(const char* json, const char* origin, char* er
 int lldp_client_get_config(lldp_client_config*) { return ENOSYS; }
 int lldp_client_iter_port_stats(lldp_client_callback, void*) { return ENOSYS; }
 int lldp_client_get_remote_stats(lldp_client_remote_stats*) { return ENOSYS; }
+int lldp_client_get_generation(lldp_client_generation*) { return ENOSYS; }
 void lldp_client_set_time_origin(int64_t) {}
