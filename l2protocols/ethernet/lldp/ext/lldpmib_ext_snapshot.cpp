@@ -40,7 +40,8 @@ struct man_addr_answer {
     lldp_addr_element element{};
 };
 
-int take_first_address(void* record, void* context) {
+// The client calls back with (record, list, context).
+int take_first_address(void* record, void*, void* context) {
     const auto* rec = static_cast<const lldp_local_ma_td*>(record);
     auto* answer = static_cast<man_addr_answer*>(context);
     if (rec != nullptr && rec->addrs != nullptr) {
@@ -70,15 +71,13 @@ bool key_after(lldp_addr_element* key) {
     return false;
 }
 
-int adapt_ma_callback(void* record, void* arg1, void*) { return take_first_address(record, arg1); }
-
 // Every distinct local address in the order the client walks them, which is
 // the module's instance order (IPv4 before IPv6, each by address).
 bool fetch_man_addrs(std::vector<lldpmib_ext_man_addr>* out) {
     lldp_addr_element key{};
     for (;;) {
         man_addr_answer answer;
-        if (lldp_client_get_next_if_local_ma(0, &key, adapt_ma_callback, &answer, nullptr) != 0)
+        if (lldp_client_get_next_if_local_ma(0, &key, take_first_address, &answer, nullptr) != 0)
             return false;
         if (!answer.found) return true;
         out->push_back(man_addr_of(&answer.element));
