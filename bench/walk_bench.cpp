@@ -49,7 +49,7 @@ void ensure_started() {
     if (started) return;
     platform_set_fake_time(fake_now);
     kel_dt_set_output(1, nullptr);
-    init_lldpmib(nullptr, 1);
+    lldpmib_test::start_served();
     kel_dt_configure("");
     started = true;
 }

@@ -283,7 +283,7 @@ void raw_input(const uint8_t* data, size_t size) {
     fake_now += 100;
     platform_set_fake_time(fake_now);
     load_raw_topology();
-    init_lldpmib(nullptr, 1);
+    lldpmib_test::start_served();
     reader in{data, size};
     for (size_t r = 0; r < kMaxRequests; ++r) {
         uint8_t object, search_sel, flags, nominator, count;
@@ -314,7 +314,7 @@ void raw_input(const uint8_t* data, size_t size) {
         }
         one_request(record, search, ids);
     }
-    init_lldpmib(nullptr, 0);
+    lldpmib_test::stop_served();
 }
 
 // A model case from the input: a topology's number, then request records.
@@ -386,9 +386,9 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     strict_order = getenv("LLDPMIB_FUZZ_STRICT_ORDER") != nullptr;
     if (const char* dir = getenv("LLDPMIB_FUZZ_SEEDS")) {
         load_raw_topology();
-        init_lldpmib(nullptr, 1);
+        lldpmib_test::start_served();
         write_seeds(dir);
-        init_lldpmib(nullptr, 0);
+        lldpmib_test::stop_served();
         write_model_seeds(dir);
         exit(0);
     }

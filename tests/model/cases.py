@@ -16,8 +16,11 @@ import sys
 from reference import MIB, dotted, reference
 
 INDEX_MAX, SUB_MAX = 2**31 - 1, 2**32 - 1
-# The columns the module serves, by table: entry, first and last column.
+# The columns the module and the extension library serve, by table: entry,
+# first and last column.
 COLUMNS = [MIB + entry + (c,) for entry, first, last in (
+    ((1, 1), 1, 5), ((1, 1, 6, 1), 2, 4), ((1, 1, 7, 1), 1, 1), ((1, 2), 1, 5), ((1, 2, 6, 1), 2, 2),
+    ((1, 2, 7, 1), 2, 7),
     ((1, 3), 1, 6), ((1, 3, 7, 1), 2, 4), ((1, 3, 8, 1), 3, 6), ((1, 4, 1, 1), 4, 12),
     ((1, 4, 2, 1), 3, 5), ((1, 4, 3, 1), 2, 2), ((1, 4, 4, 1), 4, 4)) for c in range(first, last + 1)]
 TEXT = "abcdefghijklmnopqrstuvwxyz0123456789-./ ABCXYZ"
@@ -27,7 +30,9 @@ def topology(r):
     """Ports and neighbours out of order, mixed time marks, all-zero and
     all-ones addresses, odd address subtypes, equal element keys, TLV keys inside
     and outside the MIB's ranges, MAC-looking identifiers that are and are not
-    MAC text, local addresses in any order and held twice, LLDP disabled."""
+    MAC text, local addresses in any order and held twice, LLDP disabled;
+    configuration and counters absent, at their extremes and past 2^32, ports
+    past what a port list holds."""
     def text(lo, hi):
         return "".join(r.choices(TEXT, k=r.randint(lo, hi)))
 
@@ -140,9 +145,28 @@ def topology(r):
     locals_ = [{"addrs": [address(False) for _ in range(r.randint(1, 3))]} for _ in range(r.randrange(4))]
     if locals_ or r.random() < 0.5:
         t["local_man_addrs"] = locals_
+    if r.random() < 0.7:
+        t["config"] = {k: r.choice([lo, hi, r.randint(lo, hi)]) for k, lo, hi in (
+            ("tx_interval", 5, 32768), ("tx_hold", 2, 10), ("reinit_delay", 1, 10), ("tx_delay", 1, 8192))
+            if r.random() < 0.7}
+    if r.random() < 0.6:
+        t["remote_tables_last_change"] = r.choice([0, 1, SUB_MAX, r.randrange(10**6)])
     t["ports"] = []
-    for num in distinct(r.randrange(6), [1, 2, 3, 5, 7, 100, INDEX_MAX]):
+    for num in distinct(r.randrange(6), [1, 2, 3, 5, 7, 8, 9, 100, 4096, 4097, INDEX_MAX]):
         p = {"port_num": num}
+        if r.random() < 0.4:
+            p["admin_status"] = r.randint(1, 4)
+        if r.random() < 0.5:
+            p["notification_enable"] = r.random() < 0.5
+        if r.random() < 0.4:
+            p["tlvs_tx"] = r.randint(0, 15)
+        if r.random() < 0.4:
+            p["man_addr_tx"] = r.random() < 0.5
+        if r.random() < 0.7:
+            p["statistics"] = {k: r.choice([0, 1, 2**32 - 1, 2**32, 2**32 + 5, 2**64 - 1, r.randrange(10**6)])
+                               for k in ("tx_frames", "rx_frames", "rx_frames_discarded", "rx_frames_errors",
+                                         "rx_tlvs_discarded", "rx_tlvs_unrecognized", "ageouts", "inserts",
+                                         "deletes", "drops") if r.random() < 0.6}
         if r.random() < 0.4:
             p["port_id_subtype"] = r.choice([0, 3, 5, 7, 255])
         p["port_id"] = text(256, 300) if r.random() < 0.03 else text(1, 12)
@@ -171,7 +195,8 @@ def names_to_ask(names, r, count):
         else:
             n = list(r.choice(COLUMNS)) + [r.randrange(12) if r.random() < 0.7 else edge(0)
                                            for _ in range(r.randrange(12))]
-        instance = 9 if len(n) > 9 and n[6:8] == [1, 3] and n[8] <= 6 else 11  # where it starts
+        scalar = len(n) > 9 and n[6] == 1 and (n[7] in (1, 2) and n[8] <= 5 or n[7] == 3 and n[8] <= 6)
+        instance = 9 if scalar else 11  # where it starts
         how = r.randrange(9)
         if how == 2:
             n = n[:r.randint(1, len(n))]
@@ -182,7 +207,7 @@ def names_to_ask(names, r, count):
             n += [0 if r.random() < 0.5 else edge(1) for _ in range(r.randint(1, 3))]
         elif how == 6:
             n = n[:max(1, len(n) - r.randint(1, 3))]
-        elif how == 7 and (at := {(4, 2): 15, (3, 8): 12}.get(tuple(n[7:9]), 0)) and at < len(n):
+        elif how == 7 and (at := {(4, 2): 15, (3, 8): 12, (1, 7): 12}.get(tuple(n[7:9]), 0)) and at < len(n):
             n[at] = r.choice([0, 3, 5, 15, 17, 200, SUB_MAX])
         elif how == 8 and len(n) > 10:
             n[10] = r.choice([0, 1, 2, 3, 13, SUB_MAX])

@@ -25,6 +25,46 @@ def caps(value):
     return int(f"{value & 0xFFFF:016b}"[::-1], 2).to_bytes(2, "big")
 
 
+def port_list(ports):
+    """LldpPortList: port n is bit n-1 from the first octet's most significant
+    bit, as many octets as the highest port needs; ports past 4096 (512
+    octets) have no bit."""
+    ports = [n for n in ports if 1 <= n <= 4096]
+    bits = bytearray((max(ports) + 7) // 8 if ports else 0)
+    for n in ports:
+        bits[(n - 1) // 8] |= 0x80 >> ((n - 1) % 8)
+    return bytes(bits)
+
+
+STATS = ("tx_frames", "rx_frames_discarded", "rx_frames_errors", "rx_frames", "rx_tlvs_discarded",
+         "rx_tlvs_unrecognized", "ageouts")
+
+
+def configuration(topo, put):
+    """lldpConfiguration and lldpStatistics (the extension library's groups)."""
+    cfg = topo.get("config", {})
+    for scalar, key, default in ((1, "tx_interval", 30), (2, "tx_hold", 4), (3, "reinit_delay", 2),
+                                 (4, "tx_delay", 2)):
+        put((1, 1, scalar), [0], "INTEGER", cfg.get(key, default))
+    put((1, 1, 5), [0], "INTEGER", 30)  # lldpNotificationInterval: the library's default
+    ports = topo.get("ports", [])
+    total = {k: sum(p.get("statistics", {}).get(k, 0) for p in ports)
+             for k in ("inserts", "deletes", "drops", "ageouts")}
+    put((1, 2, 1), [0], "TIMETICKS", topo.get("remote_tables_last_change", 0))
+    for scalar, key in ((2, "inserts"), (3, "deletes"), (4, "drops"), (5, "ageouts")):
+        put((1, 2, scalar), [0], "GAUGE32", total[key])  # ZeroBasedCounter32
+    for p in ports:
+        port, stats = [p["port_num"]], p.get("statistics", {})
+        tlvs = p.get("tlvs_tx", 15)
+        put((1, 1, 6, 1, 2), port, "INTEGER", p.get("admin_status", 3))
+        put((1, 1, 6, 1, 3), port, "INTEGER", 1 if p.get("notification_enable", False) else 2)
+        put((1, 1, 6, 1, 4), port, "OCTETS", bytes([sum(0x80 >> n for n in range(4) if tlvs >> n & 1)]))
+        put((1, 2, 6, 1, 2), port, "COUNTER32", stats.get("tx_frames", 0))
+        for column, key in enumerate(STATS[1:], start=2):
+            put((1, 2, 7, 1, column), port, "GAUGE32" if key == "ageouts" else "COUNTER32",
+                stats.get(key, 0))
+
+
 def reference(topo):
     if not isinstance(topo, dict):
         topo = json.loads(topo.read_text())
@@ -34,7 +74,8 @@ def reference(topo):
         # The first of equal keys stays.
         ref.setdefault(MIB + column + tuple(instance), f"{kind} " + (
             value.hex() if kind == "OCTETS" else
-            str(value - 2**32 if value >= 2**31 else value) if kind == "INTEGER" else value))
+            str(value - 2**32 if value >= 2**31 else value) if kind == "INTEGER" else
+            str(value % 2**32) if kind in ("COUNTER32", "GAUGE32", "TIMETICKS") else value))
 
     lldp = topo.get("lldp", {})
     if not (topo.get("router_type", 25) in (7, 8, 18)
@@ -49,11 +90,15 @@ def reference(topo):
     put((1, 3, 4), [0], "OCTETS", _bytes(loc.get("sys_desc", "")))
     put((1, 3, 5), [0], "OCTETS", caps(loc.get("supported_caps", 0)))
     put((1, 3, 6), [0], "OCTETS", caps(loc.get("enabled_caps", 0)))
+    ports = topo.get("ports", [])
     for a in (a for rec in topo.get("local_man_addrs", []) for a in rec["addrs"]):
         ip = ipaddress.ip_address(a["addr"]).packed
         inst = [1 if len(ip) == 4 else 2, len(ip), *ip]
         for column, value in ((3, len(ip) + 1), (4, 2), (5, a.get("if_id", 0))):
             put((1, 3, 8, 1, column), inst, "INTEGER", value)
+        put((1, 1, 7, 1, 1), inst, "OCTETS", port_list(
+            p["port_num"] for p in ports if p.get("man_addr_tx", True)))
+    configuration(topo, put)
     for p in topo.get("ports", []):
         port = p["port_num"]
         put((1, 3, 7, 1, 2), [port], "INTEGER", p.get("port_id_subtype", 5))

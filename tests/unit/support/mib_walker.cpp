@@ -1,12 +1,24 @@
 #include "mib_walker.h"
 
 #include "lldpmib.h"
+#include "lldpmib_ext.h"
 #include "platform_sys.h"
 
 namespace lldpmib_test {
 
+void start_served() {
+    init_lldpmib(nullptr, 1);
+    init_lldpmib_ext(nullptr, 1);
+}
+
+void stop_served() {
+    init_lldpmib_ext(nullptr, 0);
+    init_lldpmib(nullptr, 0);
+}
+
 const mib_router::Router& lldpmib_router() {
-    static const mib_router::Router router(lldpmib_OidList, lldpmib_OidListNum);
+    static const mib_router::Router router(
+        {{lldpmib_OidList, lldpmib_OidListNum}, {lldpmib_ext_OidList, lldpmib_ext_OidListNum}});
     return router;
 }
 

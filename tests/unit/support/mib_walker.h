@@ -1,6 +1,6 @@
-// The served MIB walked in-process through the module's method routines, with
-// the same routing as the AgentX host (mib_router), and the fake clock the
-// module reads.  Shared by tests, benches and the fuzzer.
+// The served MIB walked in-process through the method routines of the module
+// and the extension library, with the same routing as the AgentX host
+// (mib_router), and the fake clock both read.  Shared by tests, benches and the fuzzer.
 #pragma once
 #include <stddef.h>
 #include <time.h>
@@ -13,7 +13,11 @@
 
 namespace lldpmib_test {
 
-// The router over lldpmib_OidList, built once.
+// Starts (stops) the module and the extension library, as the hosts do.
+void start_served();
+void stop_served();
+
+// The router over lldpmib_OidList and lldpmib_ext_OidList, built once.
 const mib_router::Router& lldpmib_router();
 
 // Every binding under lldpMIB, as "<oid> <TYPE> <value>" lines, in walk order.

@@ -200,7 +200,7 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
         out.message = std::string("topology refused: ") + err;
         return out;
     }
-    init_lldpmib(nullptr, 1);
+    start_served();
     const std::array<int64_t, 3> base = live_copies();
     const int64_t most[3] = {static_cast<int64_t>(4 * ref.neighbors), static_cast<int64_t>(ref.ports),
                              static_cast<int64_t>(ref.local_records)};
@@ -237,7 +237,7 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
         if (transcript) transcript->push_back(line);
     }
     drain_snapshots(&ref.mib);
-    init_lldpmib(nullptr, 0);
+    stop_served();
     return out;
 }
 

@@ -52,13 +52,13 @@ std::vector<std::string> reference_lines(const RefMib& mib) {
 
 ServedModule::ServedModule(const std::string& json) {
     use_topology(json);
-    init_lldpmib(nullptr, 1);
+    start_served();
     drain_snapshots();
 }
 
 ServedModule::~ServedModule() {
     drain_snapshots();
-    init_lldpmib(nullptr, 0);
+    stop_served();
 }
 
 void ModuleTest::SetUp() {
@@ -70,12 +70,12 @@ void ModuleTest::SetUp() {
 }
 
 void ModuleTest::start() {
-    init_lldpmib(nullptr, 1);
+    start_served();
     started_ = true;
 }
 
 void ModuleTest::TearDown() {
-    if (started_) init_lldpmib(nullptr, 0);
+    if (started_) stop_served();
     kel_dt::capture_stop();
     kel_dt_configure("");
     platform_fault_reset();
