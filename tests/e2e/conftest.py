@@ -20,6 +20,7 @@ MIBS = REPO / "mibs"
 LLDP_MIB = "1.0.8802.1.1.2"
 NO_ANSWER = ("NOSUCHOBJECT", "NOSUCHINSTANCE", "ENDOFMIBVIEW")
 VALUES = {"INTEGER: ": "INTEGER ", "Hex-STRING: ": "OCTETS ", '""': "OCTETS ", "OID: .": "OID ",
+          "Counter32: ": "COUNTER32 ", "Gauge32: ": "GAUGE32 ", "Timeticks: (": "TIMETICKS ",
           "No Such Object": NO_ANSWER[0], "No Such Instance": NO_ANSWER[1], "No more variables": NO_ANSWER[2]}
 
 
@@ -151,6 +152,8 @@ def parse_snmp(text):
             records.append([name, VALUES[prefix], value[len(prefix):] if VALUES[prefix][-1] == " " else ""])
         elif records and line.strip():
             records[-1][2] += " " + line
-    return [f"{name} {kind}" + ("".join(rest.split()).lower() if kind == "OCTETS " else rest.strip())
+    # Timeticks come as "(950) 0:00:09.50": the number is the value.
+    return [f"{name} {kind}" + ("".join(rest.split()).lower() if kind == "OCTETS " else
+                                rest.split(")")[0].strip() if kind == "TIMETICKS " else rest.strip())
             for name, kind, rest in records]
 
