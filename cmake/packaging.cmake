@@ -8,7 +8,7 @@
 include(GNUInstallDirs)
 
 set(LLDPMIB_PRIVATE_LIBDIR ${CMAKE_INSTALL_LIBDIR}/lldpmib)
-set(LLDPMIB_LIBRARIES lldpmib snmp_agent kel_list kel_dt platform_sys lldp_client platform_fault)
+set(LLDPMIB_LIBRARIES lldpmib lldpmib_ext snmp_agent kel_list kel_dt platform_sys lldp_client platform_fault)
 
 # Relative to each file's own directory: sbin/ and bin/ are siblings of lib/.
 file(RELATIVE_PATH _lib_from_bin /x/${CMAKE_INSTALL_BINDIR} /x/${LLDPMIB_PRIVATE_LIBDIR})

@@ -8,7 +8,7 @@ from reference import walk
 
 UNIT = "usr/lib/systemd/system/lldpmib-agentx.service"
 SNIPPET = "etc/snmp/snmpd.conf.d/lldpmib-agentx.conf"
-LIBS = ["liblldpmib.so", "libsnmp_agent.so", "libkel_list.so", "libkel_dt.so",
+LIBS = ["liblldpmib.so", "liblldpmib_ext.so", "libsnmp_agent.so", "libkel_list.so", "libkel_dt.so",
         "libplatform_sys.so", "liblldp_client.so", "libplatform_fault.so"]
 FILES = sorted(["usr/sbin/lldpmib-agentx", "usr/bin/lldpmib-walk", "usr/share/snmp/mibs/LLDP-MIB.txt",
                 UNIT, SNIPPET, "usr/share/man/man8/lldpmib-agentx.8",
