@@ -67,5 +67,7 @@ def test_managers_bulk_walking_at_once_all_get_complete_walks(model_agent):
 
 @pytest.mark.parametrize("community,reason", [("private", "notWritable"), ("public", "noAccess")])
 def test_set_is_refused(model_agent, community, reason):
-    r = model_agent.snmp("snmpset", LLDP_MIB + ".1.3.3.0", "s", "x", community=community, check=False)
-    assert r.returncode != 0 and reason in r.stderr + r.stdout, r.stderr
+    # A module object, then configuration objects of the extension library.
+    for name, kind, value in ((".1.3.3.0", "s", "x"), (".1.1.1.0", "i", "40"), (".1.1.6.1.2.1", "i", "4")):
+        r = model_agent.snmp("snmpset", LLDP_MIB + name, kind, value, community=community, check=False)
+        assert r.returncode != 0 and reason in r.stderr + r.stdout, (name, r.stderr)
