@@ -62,7 +62,9 @@ TEST(ExtensionRegistry, ExportsTheHostsNamesOnlyAndListsTheExtensionObjects) {
         EXPECT_EQ(dlsym(ext_library(), "readOnly_test"), reinterpret_cast<void*>(o.test));
         const std::string parent = parents.at(d.substr(0, d.rfind('.')));
         EXPECT_TRUE(routine_of.emplace(parent, o.get).first->second == o.get) << "two routines in " << parent;
-        if (i > 0) EXPECT_LT(CmpOID(&list[i - 1].oid, &o.oid), 0);
+        if (i > 0) {
+            EXPECT_LT(CmpOID(&list[i - 1].oid, &o.oid), 0);
+        }
     }
     EXPECT_EQ(6u, routine_of.size());
 }

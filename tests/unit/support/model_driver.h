@@ -10,10 +10,10 @@
 // The driver: request sequences from several managers interleaved over a
 // topology, each answer checked against the reference, the module's live
 // record copies checked against the topology's record counts, and the
-// shrinking of a failing sequence.  A case runs the module as the agent does:
-// identity from the topology, the module started, every request routed
-// through mib_router over lldpmib_OidList with the fake clock moved before it,
-// the module stopped at the end.
+// shrinking of a failing sequence.  A case runs the libraries as the agent
+// does: identity from the topology, the module and the extension library
+// started, every request routed through mib_router over both object lists
+// with the fake clock moved before it, both stopped at the end.
 #pragma once
 #include <stddef.h>
 #include <stdint.h>
