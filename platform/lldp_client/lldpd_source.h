@@ -2,7 +2,10 @@
 // liblldpctl.  Selected with lldp_client_use_lldpd() (lldp_client.h).
 //
 // What lldpd does not give is derived here: remote indexes (lldpd numbers
-// chassis, not neighbours), time marks, organisationally defined TLV indexes.
+// chassis, not neighbours), time marks, organisationally defined TLV indexes,
+// the remote tables' last change time (from neighbour ages and removals seen
+// between fetches).  What it does not know at all (reinit and transmit delay,
+// frame errors, discarded TLVs, drops) keeps the topology's defaults.
 // Unknown TLVs (reserved types) are not exposed by lldpd at all, so every
 // neighbour's unknown-TLV list is empty.
 #pragma once
