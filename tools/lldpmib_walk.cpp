@@ -16,8 +16,8 @@ namespace {
 const char* const kUsageHead =
     "Usage: lldpmib-walk [OPTIONS] [COMMAND [OID...]]\n"
     "\n"
-    "Starts the LLDP-MIB module in this process and answers requests through its\n"
-    "method routines, as the SNMP agent would.\n"
+    "Starts the LLDP-MIB module and its extension library in this process and\n"
+    "answers requests through their method routines, as the SNMP agent would.\n"
     "\n"
     "Commands:\n"
     "  walk [OID]      every binding under OID (default 1.0.8802.1.1.2)\n"
@@ -34,6 +34,7 @@ const char* const kUsageTail =
     "  <oid> OCTETS <hex>     lower-case hex, no separators; an empty string\n"
     "                         leaves nothing after the space\n"
     "  <oid> OID <dotted>\n"
+    "  <oid> COUNTER32|GAUGE32|TIMETICKS <decimal>\n"
     "A GET without answer prints \"<oid> NOSUCHOBJECT\" or \"<oid> NOSUCHINSTANCE\",\n"
     "a GET-NEXT past the last object \"<oid> ENDOFMIBVIEW\".\n";
 
