@@ -21,6 +21,9 @@ enum { RX_DISCARDED = 1, RX_ERRORS, RX_FRAMES, RX_TLVS_DISCARDED, RX_TLVS_UNRECO
 // clang-format on
 
 const int32_t kTruthTrue = 1, kTruthFalse = 2;
+// A scalar's instance, ".0".  Not snmp_zeroOID(): that rewrites one static
+// record on every call, which the module's scalars use under their own lock.
+const uint32_t kScalarInstance[1] = {0};
 // LldpPortList is at most 512 octets: ports 1..4096.
 const uint32_t kPortListLastPort = 512 * 8;
 
@@ -82,7 +85,7 @@ VarBind* lldpExtConfiguration_get(OID* incoming, ObjectInfo* object, int searchT
             default: return nullptr;
         }
         if (!d.has_config && object->nominator != CONF_NOTIFICATION_INTERVAL) return nullptr;
-        return MakeVarBind(object, snmp_zeroOID(), &value);
+        return bind_value(object, kScalarInstance, 1, &value);
     });
 }
 
@@ -155,7 +158,7 @@ VarBind* lldpExtStatistics_get(OID* incoming, ObjectInfo* object, int searchType
             case STATS_AGEOUTS: value = d.remote.ageouts; break;
             default: return nullptr;
         }
-        return MakeVarBind(object, snmp_zeroOID(), &value);
+        return bind_value(object, kScalarInstance, 1, &value);
     });
 }
 
