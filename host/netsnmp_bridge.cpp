@@ -40,6 +40,16 @@ bool set_value(netsnmp_variable_list* var, const mib_router::Binding& b) {
         long v = b.integer;
         return snmp_set_var_typed_value(var, ASN_INTEGER, &v, sizeof v) == 0;
     }
+    case mib_router::kCounter32:
+    case mib_router::kGauge32:
+    case mib_router::kTimeTicks: {
+        const u_char asn = b.type == mib_router::kCounter32 ? ASN_COUNTER
+                           : b.type == mib_router::kGauge32 ? ASN_GAUGE
+                                                            : ASN_TIMETICKS;
+        // net-snmp keeps these as a long holding the 32-bit value.
+        u_long v = b.unsigned_value;
+        return snmp_set_var_typed_value(var, asn, &v, sizeof v) == 0;
+    }
     case mib_router::kOctets: {
         static const u_char empty = 0;
         const u_char* p = b.octets.empty() ? &empty : b.octets.data();

@@ -1,5 +1,5 @@
-// lldpmib-walk: the module's tables without an SNMP agent.  Loads the module,
-// starts it, and answers get / next / walk through its method routines the way
+// lldpmib-walk: the module's tables without an SNMP agent.  Loads the module
+// and the extension library, starts them, and answers get / next / walk through its method routines the way
 // the agent routes requests.
 #include <cstdio>
 #include <cstring>
@@ -8,8 +8,8 @@
 
 #include "backend.h"
 #include "kel_dt.h"
-#include "lldpmib.h"
 #include "mib_router.h"
+#include "module_glue.h"
 
 namespace {
 
@@ -93,9 +93,9 @@ int main(int argc, char** argv) {
     }
     if (opt.debug_set) kel_dt_configure(opt.debug.c_str());
 
-    init_lldpmib(nullptr, 1);
+    lldpmib_host::start_libraries(nullptr);
     {
-        mib_router::Router router(lldpmib_OidList, lldpmib_OidListNum);
+        mib_router::Router router(lldpmib_host::object_lists());
         for (const mib_router::Oid& oid : oids) {
             mib_router::Binding b;
             if (command == "get") {
@@ -126,6 +126,6 @@ int main(int argc, char** argv) {
         }
     }
     std::fflush(stdout);
-    init_lldpmib(nullptr, 0);
+    lldpmib_host::stop_libraries(nullptr);
     return 0;
 }

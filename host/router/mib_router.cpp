@@ -6,7 +6,8 @@
 #include "snmp_agent.h"
 
 static_assert(mib_router::kInteger == INTEGER_TYPE && mib_router::kOctets == OCTET_PRIM_TYPE &&
-              mib_router::kObjectId == OBJECT_ID_TYPE);
+              mib_router::kObjectId == OBJECT_ID_TYPE && mib_router::kCounter32 == COUNTER_TYPE &&
+              mib_router::kGauge32 == GAUGE_TYPE && mib_router::kTimeTicks == TIME_TICKS_TYPE);
 
 namespace mib_router {
 
@@ -38,11 +39,17 @@ bool convert_into(const VarBind* vb, Binding* out) {
     out->name.assign(vb->name->oid_ptr, vb->name->oid_ptr + vb->name->length);
     out->type = vb->type;
     out->integer = 0;
+    out->unsigned_value = 0;
     out->octets.clear();
     out->oid.clear();
     switch (vb->type) {
     case INTEGER_TYPE:
         out->integer = vb->value.slval;
+        return true;
+    case COUNTER_TYPE:
+    case GAUGE_TYPE:
+    case TIME_TICKS_TYPE:
+        out->unsigned_value = vb->value.ulval;
         return true;
     case OCTET_PRIM_TYPE: {
         const OctetString* os = vb->value.os;
@@ -233,6 +240,15 @@ std::string format(const Binding& b) {
     }
     case OBJECT_ID_TYPE:
         s += " OID " + to_text(b.oid);
+        break;
+    case COUNTER_TYPE:
+        s += " COUNTER32 " + std::to_string(b.unsigned_value);
+        break;
+    case GAUGE_TYPE:
+        s += " GAUGE32 " + std::to_string(b.unsigned_value);
+        break;
+    case TIME_TICKS_TYPE:
+        s += " TIMETICKS " + std::to_string(b.unsigned_value);
         break;
     default:
         s += " UNKNOWN";

@@ -19,9 +19,17 @@ struct VarBind;
 
 namespace mib_router {
 
-// Value kinds, the ASN.1 tags the module uses (the agent library's
-// INTEGER_TYPE, OCTET_PRIM_TYPE and OBJECT_ID_TYPE).
-enum ValueType : int { kInteger = 2, kOctets = 4, kObjectId = 6 };
+// Value kinds, the ASN.1 tags the libraries use (the agent library's
+// INTEGER_TYPE, OCTET_PRIM_TYPE, OBJECT_ID_TYPE, COUNTER_TYPE, GAUGE_TYPE and
+// TIME_TICKS_TYPE).
+enum ValueType : int {
+    kInteger = 2,
+    kOctets = 4,
+    kObjectId = 6,
+    kCounter32 = 0x41,
+    kGauge32 = 0x42,
+    kTimeTicks = 0x43,
+};
 
 using Oid = std::vector<uint32_t>;
 
@@ -32,7 +40,8 @@ constexpr size_t kMaxOidLen = 128;
 struct Binding {
     Oid name;
     int type = 0;  // a ValueType
-    int32_t integer = 0;
+    int32_t integer = 0;    // kInteger
+    uint32_t unsigned_value = 0;  // kCounter32, kGauge32, kTimeTicks
     std::vector<uint8_t> octets;
     Oid oid;
 
@@ -95,7 +104,8 @@ std::optional<Oid> parse_oid(const std::string& text);
 // Copies a module binding; nothing when its type or value is unusable.
 std::optional<Binding> convert(const VarBind* vb);
 // The walker's line: "<oid> INTEGER <decimal>", "<oid> OCTETS <lower-case
-// hex>" (nothing after the space for an empty string), "<oid> OID <dotted>".
+// hex>" (nothing after the space for an empty string), "<oid> OID <dotted>",
+// "<oid> COUNTER32|GAUGE32|TIMETICKS <unsigned decimal>".
 std::string format(const Binding& b);
 
 }  // namespace mib_router

@@ -236,10 +236,11 @@ int lldp_client_get_config(lldp_client_config* out);
 int lldp_client_iter_port_stats(lldp_client_callback cb, void* context);
 int lldp_client_get_remote_stats(lldp_client_remote_stats* out);
 
-// Change counts: `data` changes whenever anything the daemon reports
-// changes, `neighbors` whenever the neighbours do (either also on a reload of
-// the topology that changed them).  No round trip beyond the backend's own
-// refresh.
+// Change counts: `data` changes whenever a different snapshot is served
+// (anything the daemon reports changed, or another topology was chosen, even
+// an equal one), `neighbors` only when the neighbours differ from those served
+// before.  Each snapshot counts once, whichever thread sees it first.  No round
+// trip beyond the backend's own refresh.
 typedef struct lldp_client_generation {
     uint32_t data;
     uint32_t neighbors;
@@ -248,7 +249,9 @@ int lldp_client_get_generation(lldp_client_generation* out);
 
 // The time origin of time marks and of last_change_time: the wall-clock time,
 // in hundredths of a second since the Unix epoch, at which the agent's
-// sysUpTime was 0.  Until it is set, the moment the library was loaded.
+// sysUpTime was 0.  Until it is set, the moment the library was loaded.  Used
+// by the lldpd backend from its next refresh on; topology files give their
+// times as they are served.
 void lldp_client_set_time_origin(int64_t unix_centiseconds);
 
 // ---- Backends ----
@@ -260,7 +263,7 @@ int lldp_client_use_topology_text(const char* json, const char* origin, char* er
                                   size_t err_size);
 // A running lldpd reached through its control socket (null: the default one).
 // time_marks: 0 reports every time mark as 0; 1 reports the neighbour's last
-// change in hundredths of a second since the client library was started.
+// change in hundredths of a second since the time origin.
 int lldp_client_use_lldpd(const char* ctl_socket, int time_marks, char* err, size_t err_size);
 // Copies made and not yet freed, by kind (leak checks in tests).
 uint32_t lldp_client_live_copies(void);

@@ -2,7 +2,10 @@
 // liblldpctl.  Selected with lldp_client_use_lldpd() (lldp_client.h).
 //
 // What lldpd does not give is derived here: remote indexes (lldpd numbers
-// chassis, not neighbours), time marks, organisationally defined TLV indexes.
+// chassis, not neighbours), time marks, organisationally defined TLV indexes,
+// the remote tables' last change time (from neighbour ages and removals seen
+// between fetches).  What it does not know at all (reinit and transmit delay,
+// frame errors, discarded TLVs, drops) keeps the topology's defaults.
 // Unknown TLVs (reserved types) are not exposed by lldpd at all, so every
 // neighbour's unknown-TLV list is empty.
 #pragma once
@@ -58,9 +61,31 @@ uint32_t oui_number(const uint8_t* oui, size_t len);
 // order given.
 void number_org_def_tlvs(std::vector<lldp_model::org_def_tlv>& tlvs);
 
-// Hundredths of a second from start to changed (both seconds since the
-// epoch); 0 when changed is not after start, saturated at 2^32-1.
-uint32_t time_mark(int64_t changed, int64_t start);
+// Hundredths of a second from the time origin (hundredths since the epoch)
+// to changed (seconds since the epoch); 0 when changed is not after the
+// origin, saturated at 2^32-1.
+uint32_t time_mark(int64_t changed, int64_t origin);
+
+// lldpd's port status (lldpctl_k_port_status as a number: 1 transmit only,
+// 2 receive only, 3 disabled, 4 both, as lldpd 1.0.16 reports them) as
+// LLDP_ADMIN_*; in receive-only mode (lldpd -r) no port sends.  Anything else
+// reads as lldpd's default, both.
+uint8_t map_admin_status(long lldpd_status, bool receive_only);
+
+// The optional TLVs lldpd sends (LLDP_TLV_TX_*): port description, system
+// name and description always, capabilities unless their advertisement is
+// off (lldpctl_k_config_chassis_cap_advertise 0).
+uint8_t tlvs_sent(long cap_advertise);
+
+// A counter as lldpd gives it; errors (negative) read as 0.
+uint64_t counter(long lldpd_value);
+
+// The remote tables' last change, in hundredths of a second since the time
+// origin (hundredths since the epoch): the later of the newest neighbour
+// change (seconds since the epoch, lldpd's age) and the moment a neighbour
+// was found gone (hundredths since the epoch, 0: never); 0 when not after the
+// origin, saturated at 2^32-1.
+uint32_t last_change_time(int64_t newest_change, int64_t gone_at, int64_t origin);
 
 // Remote indexes.  lldpd's chassis index (lldpcli's "rid") is used where it
 // is unique on the port; a neighbour that shares it with an earlier one on the
@@ -81,9 +106,5 @@ private:
     std::map<std::pair<uint32_t, std::string>, uint32_t> own_;
     uint32_t next_ = 1000000000u;
 };
-
-// Whether two topologies hold the same data (a refetch that finds nothing new
-// hands out the previous snapshot again).
-bool same_topology(const lldp_model::topology& a, const lldp_model::topology& b);
 
 }  // namespace lldp_lldpd

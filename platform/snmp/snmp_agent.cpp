@@ -177,7 +177,8 @@ VarBind* MakeVarBind(const ObjectInfo* object, const OID* instance, void* value)
     // Without an object the value's type is unknown, so it cannot be freed.
     if (!object) return nullptr;
     int32_t type = object->value_type;
-    if (type != INTEGER_TYPE && type != OCTET_PRIM_TYPE && type != OBJECT_ID_TYPE)
+    if (type != INTEGER_TYPE && type != OCTET_PRIM_TYPE && type != OBJECT_ID_TYPE &&
+        !snmp_is_unsigned_type(type))
         return nullptr;
     if (PLATFORM_FAULT("MakeVarBind")) {
         free_value(type, value);
@@ -198,6 +199,8 @@ VarBind* MakeVarBind(const ObjectInfo* object, const OID* instance, void* value)
     vb->type = type;
     if (type == INTEGER_TYPE)
         vb->value.slval = *static_cast<const int32_t*>(value);
+    else if (snmp_is_unsigned_type(type))
+        vb->value.ulval = *static_cast<const uint32_t*>(value);
     else if (type == OCTET_PRIM_TYPE)
         vb->value.os = static_cast<OctetString*>(value);
     else

@@ -16,6 +16,9 @@ extern "C" {
 #define INTEGER_TYPE 2
 #define OCTET_PRIM_TYPE 4
 #define OBJECT_ID_TYPE 6
+#define COUNTER_TYPE 0x41     // Counter32
+#define GAUGE_TYPE 0x42       // Gauge32 (also ZeroBasedCounter32)
+#define TIME_TICKS_TYPE 0x43  // TimeTicks (also TimeStamp)
 
 #define READ_ONLY_ACCESS 0x20
 
@@ -53,7 +56,7 @@ typedef int (*TestMethod)(OID* incoming, struct ObjectInfo* object, struct Objec
 // One served object.  The agent reads the module's exported array of these.
 typedef struct ObjectInfo {
     OID oid;               // the object's identifier, without instance
-    uint8_t value_type;    // INTEGER_TYPE, OCTET_PRIM_TYPE or OBJECT_ID_TYPE
+    uint8_t value_type;    // INTEGER_TYPE, OCTET_PRIM_TYPE, OBJECT_ID_TYPE or an unsigned type
     uint8_t access;        // READ_ONLY_ACCESS
     uint8_t nominator;     // column - 1 (scalar: last sub-identifier - 1)
     uint8_t attribute;
@@ -90,6 +93,7 @@ typedef struct VarBind {
     int32_t type;  // ASN.1 tag of the value
     union {
         int32_t slval;
+        uint32_t ulval;  // COUNTER_TYPE, GAUGE_TYPE, TIME_TICKS_TYPE
         OctetString* os;
         OID* oid;
     } value;
@@ -119,11 +123,16 @@ void FreeOID(OID* oid);                                  // accepts null
 OID* snmp_zeroOID(void);
 
 // Builds the binding object+instance = value.  value points at an int32 for
-// INTEGER_TYPE objects (read during the call); for OCTET_PRIM_TYPE and
+// INTEGER_TYPE objects and at a uint32 for COUNTER_TYPE, GAUGE_TYPE and
+// TIME_TICKS_TYPE ones (read during the call); for OCTET_PRIM_TYPE and
 // OBJECT_ID_TYPE it is a new OctetString/OID whose ownership passes to the
 // binding (freed here when no binding can be made).  The instance is copied.
 // Null for a null value or out of memory.
 VarBind* MakeVarBind(const ObjectInfo* object, const OID* instance, void* value);
+// Non-zero for COUNTER_TYPE, GAUGE_TYPE and TIME_TICKS_TYPE.
+static inline int snmp_is_unsigned_type(int32_t type) {
+    return type == COUNTER_TYPE || type == GAUGE_TYPE || type == TIME_TICKS_TYPE;
+}
 void FreeVarBind(VarBind* vb);  // the whole chain along next; accepts null
 
 // Instance decoders.  Each reads the index at position pos of incoming.

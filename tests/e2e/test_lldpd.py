@@ -251,6 +251,57 @@ def test_busy_poller_sees_each_change_within_two_seconds(lab):
     lab.wait_neighbours(NEIGHBOURS)  # alpha back with its name and TLVs, for the next test
 
 
+# lldpConfiguration and lldpStatistics, and lldpcli's names for the counters served.
+CONFIGURATION, STATISTICS = LLDP_MIB + ".1.1", LLDP_MIB + ".1.2"
+PORT_COUNTERS = {"6.1.2": "tx", "7.1.4": "rx", "7.1.2": "rx_discarded_cnt", "7.1.6": "rx_unrecognized_cnt",
+                 "7.1.7": "ageout_cnt"}  # lldpStatsTxPortTable, lldpStatsRxPortTable columns
+UNCOUNTED = ("7.1.3", "7.1.5")  # frame errors, TLVs discarded: lldpd has no such counters
+TABLE_SUMS = {"2.0": "insert_cnt", "3.0": "delete_cnt", "5.0": "ageout_cnt"}  # lldpStatsRemTables*
+
+
+def numbers(agent, root):
+    """{oid: integer} of the numbers in the walk of root; time ticks as plain numbers."""
+    out = agent.snmp("snmpwalk", "-Ot", root).stdout
+    return {name[1:]: int(v.split(": ", 1)[1]) for name, v in
+            (l.split(" = ", 1) for l in out.splitlines() if " = " in l)
+            if v.startswith(("INTEGER: ", "Counter32: ", "Gauge32: ", "Timeticks: "))}
+
+
+def statistics(lab):
+    """{port number: {lldpcli counter: value}} from the router's lldpcli."""
+    return {lab.ifindex[i["name"]]: {k: int(v[0][k]) for k, v in i.items() if k != "name"}
+            for i in lab.show("statistics")["lldp"][0]["interface"]}
+
+
+def test_configuration_and_counters_are_lldpds(lab):
+    """lldpConfiguration as lldpcli shows it; every counter between lldpcli's readings
+    just before and just after the walk, the remote table counts between their sums."""
+    run("lldpcli", "-u", lab.sock["router"], check=True, input="configure lldp tx-hold 5\n")
+    try:
+        with Agent(args=["--lldpd", lab.sock["router"]], prefix=["ip", "netns", "exec", lab.ns["router"]]) as agent:
+            conf = lab.show("configuration")["configuration"][0]["config"][0]
+            got = numbers(agent, CONFIGURATION)
+            # lldpcli calls the transmit interval tx-delay; reinit and transmit delays are the MIB's defaults.
+            assert [got.get(f"{CONFIGURATION}.{c}.0") for c in (1, 2, 3, 4)] == \
+                [int(value(conf, "tx-delay")), int(value(conf, "tx-hold")), 2, 2] == [1, 5, 2, 2]
+            before = statistics(lab)
+            served = numbers(agent, STATISTICS)
+            after = statistics(lab)
+        assert set(before) == set(after) == set(lab.ifindex.values())
+        for port in before:
+            for column, name in PORT_COUNTERS.items():
+                assert before[port][name] <= served[f"{STATISTICS}.{column}.{port}"] <= after[port][name], \
+                    (port, name)
+            assert [served[f"{STATISTICS}.{c}.{port}"] for c in UNCOUNTED] == [0, 0]
+        for column, name in TABLE_SUMS.items():
+            total = [sum(p[name] for p in s.values()) for s in (before, after)]
+            assert total[0] <= served[f"{STATISTICS}.{column}"] <= total[1], name
+        assert served[f"{STATISTICS}.4.0"] == 0  # drops: lldpd does not count them
+        assert sum(p["tx"] for p in before.values()) > 0  # the lab has sent frames
+    finally:
+        run("lldpcli", "-u", lab.sock["router"], check=True, input="configure lldp tx-hold 4\n")
+
+
 def test_agent_follows_lldpd_with_time_marks(lab):
     """Neighbours known when the agent starts have time mark 0 (served() expects that),
     later ones the agent's uptime at their arrival. Last: it leaves the lab changed."""

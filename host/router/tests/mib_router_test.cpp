@@ -15,7 +15,8 @@ using mib_router::Oid;
 namespace {
 
 const Oid kScalar = {1, 3, 6, 1, 9, 1}, kCol = {1, 3, 6, 1, 9, 2, 1, 2}, kBackwards = {1, 3, 6, 1, 9, 4, 1, 1},
-          kElsewhere = {1, 3, 6, 1, 9, 5}, kBadType = {1, 3, 6, 1, 9, 6}, kLast = {1, 3, 6, 1, 9, 7};
+          kElsewhere = {1, 3, 6, 1, 9, 5}, kBadType = {1, 3, 6, 1, 9, 6}, kLast = {1, 3, 6, 1, 9, 7},
+          kCounter = {1, 3, 6, 1, 9, 8}, kGauge = {1, 3, 6, 1, 9, 9}, kTicks = {1, 3, 6, 1, 9, 10};
 
 VarBind* bind(const ObjectInfo* o, uint32_t inst, int32_t v) {
     OID i{1, &inst};
@@ -51,15 +52,18 @@ VarBind* badtype_get(OID*, ObjectInfo* o, int, void*, int) {
 
 class RouterTest : public ::testing::Test {
 protected:
-    std::vector<Oid> ids = {kLast, kBadType, kScalar, kElsewhere, kCol, kBackwards};
+    std::vector<Oid> ids = {kLast, kBadType, kScalar, kElsewhere, kCol, kBackwards, kTicks, kGauge, kCounter};
+    std::vector<int> types = {INTEGER_TYPE, INTEGER_TYPE, INTEGER_TYPE, INTEGER_TYPE, INTEGER_TYPE,
+                              INTEGER_TYPE, TIME_TICKS_TYPE, GAUGE_TYPE, COUNTER_TYPE};
     std::vector<ObjectInfo> objects;
     std::optional<mib_router::Router> router;
     void SetUp() override {
-        GetMethod gets[] = {scalar_get, badtype_get, scalar_get, elsewhere_get, column_get, backwards_get};
+        GetMethod gets[] = {scalar_get, badtype_get, scalar_get,  elsewhere_get, column_get,
+                            backwards_get, scalar_get, scalar_get, scalar_get};
         for (size_t i = 0; i < ids.size(); ++i) {
             ObjectInfo o{};
             o.oid = {static_cast<int32_t>(ids[i].size()), ids[i].data()};
-            o.value_type = INTEGER_TYPE;
+            o.value_type = static_cast<uint8_t>(types[i]);
             o.access = READ_ONLY_ACCESS;
             o.get = gets[i];
             o.test = readOnly_test;

@@ -5,6 +5,7 @@
 #include <string.h>
 
 #include "lldpmib.h"
+#include "lldpmib_frame.h"
 
 #define LLDP_MIB_PREFIX 1, 0, 8802, 1, 1, 2
 
@@ -148,65 +149,8 @@ enum {
     GUARD_REMOTE_ORG_DEF,
 };
 
-// The longest instance a table with a string index answers.
-const int kMaxInstance = 128;
-
-int instance_length(const OID* incoming, const ObjectInfo* object) {
-    return incoming->length - object->oid.length;
-}
-
-// Index lists for InstToIndexes, first index first; `least` is where a NEXT
-// search starts an index whose values begin above 0.
-InstIndex int_index(int32_t* value, uint32_t least = 0) {
-    return InstIndex{.kind = INDEX_INT, .length = 0, .least = least, .value = value};
-}
-InstIndex uint_index(uint32_t* value) {
-    return InstIndex{.kind = INDEX_UINT, .length = 0, .least = 0, .value = value};
-}
-InstIndex var_octets_index(OctetString** value) {
-    return InstIndex{.kind = INDEX_VAR_OCTETS, .length = 0, .least = 0, .value = value};
-}
-InstIndex fixed_octets_index(OctetString** value, int length) {
-    return InstIndex{.kind = INDEX_FIXED_OCTETS, .length = length, .least = 0, .value = value};
-}
-
-// Decodes the instance after the object's identifier.
-template <size_t N>
-bool decode_indexes(OID* incoming, const ObjectInfo* object, int searchType, InstIndex (&&ix)[N]) {
-    return InstToIndexes(incoming, object->oid.length, ix, static_cast<int>(N), searchType) == 0;
-}
-
-// Appends an octet string index: its length, then one sub-identifier per octet.
-bool append_octets(uint32_t* inst, int* len, const OctetString* os) {
-    if (os == nullptr || *len + 1 + os->length > kMaxInstance) return false;
-    inst[(*len)++] = (uint32_t)os->length;
-    for (int i = 0; i < os->length; i++) inst[(*len)++] = os->octet_ptr[i];
-    return true;
-}
-
-// Builds the binding for one column: integers by address, strings and
-// identifiers as clones (a missing string or identifier answers nothing).
-VarBind* bind_value(ObjectInfo* object, const uint32_t* inst, int len, void* value) {
-    OID instance = {len, const_cast<uint32_t*>(inst)};
-    return MakeVarBind(object, &instance, value);
-}
-
-void* clone_value(const OctetString* os) { return os != nullptr ? CloneOctetString(os) : nullptr; }
-
-// Hands a value of a neighbour table's row over to the binding.  Those rows
-// are filled for one request, for the column it binds, and cleared by the
-// table's next request, so the value need not be copied.
-template <typename T>
-void* take_value(T** field) {
-    T* value = *field;
-    *field = nullptr;
-    return value;
-}
-
-// Decodes the single port-number index of the port-indexed tables.
-bool decode_port_index(OID* incoming, ObjectInfo* object, int searchType, int32_t* port) {
-    return decode_indexes(incoming, object, searchType, {int_index(port, 1)});
-}
+// Index decoding and binding, shared with the extension library.
+using namespace lldpmib_frame;
 
 }  // namespace
 

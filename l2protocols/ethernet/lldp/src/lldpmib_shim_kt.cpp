@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "lldpmib.h"
+#include "lldpmib_enable.h"
 
 // The platform's assertion stop, declared by <assert.h> only without NDEBUG;
 // the lock needs it in every build.
@@ -257,30 +258,28 @@ void init_lldpmib(void* agent_context, int32_t start) {
 
 // ======================= Enablement =======================
 
-int lldpmib_is_orvik_platform(void) {
-    uint32_t type = lldpmib_router_type;
-    if (type > 18) return 0;
-    return (0x40180u >> type) & 1u;
-}
+int lldpmib_is_orvik_platform(void) { return lldpmib_is_orvik_router_type(lldpmib_router_type); }
 
+// The rule is shared with the extension library; the lines are the module's.
 int32_t lldpmib_shim_is_lldp_enabled(void) {
     LLDPMIB_TRACE("lldpmib_shim_is_lldp_enabled");
-    if (lldpmib_is_orvik_platform()) {
-        LLDPMIB_MIB("lldpmib_shim_is_lldp_enabled",
-                    "LLDP MIB enabled by default on Orvik platform");
-        return 0;
+    int status = 0;
+    switch (lldpmib_lldp_state_of(lldpmib_router_type, &status)) {
+        case LLDPMIB_LLDP_ORVIK:
+            LLDPMIB_MIB("lldpmib_shim_is_lldp_enabled",
+                        "LLDP MIB enabled by default on Orvik platform");
+            return 0;
+        case LLDPMIB_LLDP_QUERY_FAILED:
+            LLDPMIB_MIB("lldpmib_shim_is_lldp_enabled",
+                        "Failed to determine whether LLDP is enabled, assuming that it is "
+                        "disabled, no interface info returned, error: %s",
+                        cerr_strerror(status));
+            return 2;
+        case LLDPMIB_LLDP_ENABLED:
+            return 0;
+        case LLDPMIB_LLDP_DISABLED:
+            break;
     }
-    uint32_t enabled = 0;
-    int status = lldp_client_get_enable(&enabled);
-    if (status != 0) {
-        LLDPMIB_MIB("lldpmib_shim_is_lldp_enabled",
-                    "Failed to determine whether LLDP is enabled, assuming that it is disabled, "
-                    "no interface info returned, error: %s",
-                    cerr_strerror(status));
-        return 2;
-    }
-    if (enabled != 0) return 0;
-    if (lldp_client_is_node_lldp_enabled() != 0) return 0;
     LLDPMIB_MIB("lldpmib_shim_is_lldp_enabled", "LLDP disabled, no interface info returned");
     return 2;
 }
