@@ -180,13 +180,18 @@ def topology(lab, neighbours):
             "ports": list(ports.values())}
 
 
+def module_walk(agent):
+    """The module's groups (lldpConfiguration and lldpStatistics are the extension's)."""
+    return agent.walk(LLDP_MIB + ".1.3") + agent.walk(LLDP_MIB + ".1.4")
+
+
 def served(agent, lab, names):
     """Waits until the agent serves what lldpcli shows with these neighbours
     (lldpd and the module's snapshots settle after a change)."""
     def want():
         return walk(topology(lab, lab.wait_neighbours(names)))
-    wait_until(lambda: agent.walk() == want(), 20, POLL)
-    assert agent.walk() == want()
+    wait_until(lambda: module_walk(agent) == want(), 20, POLL)
+    assert module_walk(agent) == want()
 
 
 def first_name(lab):
@@ -317,7 +322,7 @@ def test_agent_follows_lldpd_with_time_marks(lab):
         served(agent, lab, {"alpha", "bravo"})
         # The router's daemon goes away: nothing is served, the agent lives on.
         lab.stop("router")
-        assert wait_until(lambda: agent.walk(LLDP_MIB + ".1") == [], 10, POLL)
+        assert wait_until(lambda: module_walk(agent) == [], 10, POLL)
         assert agent.subagent.poll() is None
         # It comes back on the same socket: the agent reconnects by itself and serves
         # the neighbours it learns again, as new ones.
