@@ -11,11 +11,13 @@ import os
 import pathlib
 import shutil
 import tempfile
+import threading
+import time
 import uuid
 
 import pytest
 
-from conftest import LLDP_MIB, Agent, run, spawn, stop_process, wait_until
+from conftest import LLDP_MIB, Agent, parse_snmp, run, spawn, stop_process, wait_until
 from reference import walk
 
 # lldpd's ID types that are sent as text, and MAC addresses.
@@ -23,9 +25,11 @@ CHASSIS_SUBTYPES = {"ifalias": 2, "mac": 4, "ifname": 6, "local": 7}
 PORT_SUBTYPES = {"ifalias": 1, "mac": 3, "ifname": 5, "local": 7}
 CAPABILITIES = ["Other", "Repeater", "Bridge", "Wlan", "Router", "Tel", "Docsis", "Station"]  # by bit
 NEIGHBOURS = {"alpha", "bravo", "charlie"}
-# The module keeps a table's snapshot while it is read at least once a second:
-# polls that look for a change leave longer gaps.
-POLL = 1.5
+# Pause between walks that wait for a change (any rate shows a change).
+POLL = 0.5
+# An operator's poller: one GET-NEXT of lldpRemSysName this often; a change
+# lldpcli shows must reach it within CHANGE_SHOWN seconds.
+POLL_EVERY, CHANGE_SHOWN = 0.3, 2.0
 HOSTS = ("router", "alpha", "hub", "bravo", "charlie")
 # Namespaces $T-<host>; veth pairs made under unique names here and renamed there.
 NETWORK = """
@@ -185,13 +189,79 @@ def module_part(lines):
     return [l for l in lines if l.startswith(MODULE_GROUPS)]
 
 
+def module_walk(agent):
+    return agent.walk(LLDP_MIB + ".1.3") + agent.walk(LLDP_MIB + ".1.4")
+
+
 def served(agent, lab, names):
     """Waits until the agent serves what lldpcli shows with these neighbours
     (lldpd and the module's snapshots settle after a change)."""
     def want():
         return module_part(walk(topology(lab, lab.wait_neighbours(names))))
-    wait_until(lambda: module_part(agent.walk()) == want(), 20, POLL)
-    assert module_part(agent.walk()) == want()
+    wait_until(lambda: module_walk(agent) == want(), 20, POLL)
+    assert module_walk(agent) == want()
+
+
+def first_name(lab):
+    """lldpcli's first neighbour in lldpRemTable's order without time marks
+    (local port, then lldpd's remote index): its system name."""
+    n = lab.show("neighbors", "details")["lldp"][0].get("interface", [])
+    return min(((lab.ifindex[i["name"]], int(i["rid"])), value(i["chassis"][0], "name")) for i in n)[1] if n else None
+
+
+class Poller(threading.Thread):
+    """GET-NEXT of lldpRemSysName every POLL_EVERY seconds: (start time, name or the error)."""
+
+    def __init__(self, agent):
+        super().__init__(daemon=True)
+        self.agent, self.answers, self.done = agent, [], threading.Event()
+
+    def run(self):
+        while not self.done.is_set():
+            start = time.monotonic()
+            r = self.agent.snmp("snmpgetnext", LLDP_MIB + ".1.4.1.1.9", check=False)
+            lines = parse_snmp(r.stdout) if r.returncode == 0 else []
+            ok = len(lines) == 1 and lines[0].startswith(LLDP_MIB + ".1.4.1.1.9.")
+            self.answers.append((start, bytes.fromhex(lines[0].split()[2]).decode() if ok
+                                 else f"failed: {r.stdout} {r.stderr}"))
+            self.done.wait(max(0.0, start + POLL_EVERY - time.monotonic()))
+
+
+def test_busy_poller_sees_each_change_within_two_seconds(lab):
+    """A neighbour renames itself, leaves and comes back while a manager polls
+    without pause: each change lldpcli shows reaches the poller within
+    CHANGE_SHOWN seconds and stays, and no poll fails."""
+    changes = [(lambda: run("lldpcli", "-u", lab.sock["alpha"], "configure", "system", "hostname",
+                            "renamed-1", check=True), {"renamed-1"}),
+               (lambda: lab.stop("alpha"), {"bravo", "charlie"}),  # the one lldpd numbered first
+               (lambda: lab.start("alpha"), {"alpha"})]
+    with Agent(args=["--lldpd", lab.sock["router"]], prefix=["ip", "netns", "exec", lab.ns["router"]]) as agent:
+        poller = Poller(agent)
+        poller.start()
+        try:
+            seen = [(time.monotonic(), time.monotonic(), first_name(lab))]  # (changed, lldpcli showed it, name)
+            for change, names in changes:
+                time.sleep(CHANGE_SHOWN + 1)
+                changed = time.monotonic()
+                change()
+                assert wait_until(lambda: first_name(lab) in names, 15, 0.05), f"lldpcli never showed {names}"
+                seen.append((changed, time.monotonic(), first_name(lab)))
+            time.sleep(CHANGE_SHOWN + 1)
+        finally:
+            poller.done.set()
+            poller.join()
+    failed = [a for a in poller.answers if a[1].startswith("failed")]
+    assert not failed and len(poller.answers) > 30, failed[:3]
+    assert seen[0][2] == "alpha", seen
+    for (_, shown, name), (until, _, _) in zip(seen, seen[1:] + [(float("inf"), 0, None)]):
+        # From when lldpcli showed it to the next change: the old name for at most
+        # CHANGE_SHOWN s, then this one for good.
+        after = [(round(t - shown, 2), got) for t, got in poller.answers if shown <= t < until]
+        first = next((dt for dt, got in after if got == name), None)
+        assert first is not None and all(got == name for dt, got in after if dt >= min(first, CHANGE_SHOWN)), \
+            f"{name} shown by lldpcli; polls after it (s, answer): {after}"
+        print(f"{name}: first polled {first} s after lldpcli showed it")
+    lab.wait_neighbours(NEIGHBOURS)  # alpha back with its name and TLVs, for the next test
 
 
 # lldpConfiguration and lldpStatistics, and lldpcli's names for the counters served.
@@ -260,7 +330,7 @@ def test_agent_follows_lldpd_with_time_marks(lab):
         served(agent, lab, {"alpha", "bravo"})
         # The router's daemon goes away: nothing is served, the agent lives on.
         lab.stop("router")
-        assert wait_until(lambda: agent.walk(LLDP_MIB + ".1") == [], 10, POLL)
+        assert wait_until(lambda: module_walk(agent) == [], 10, POLL)
         assert agent.subagent.poll() is None
         # It comes back on the same socket: the agent reconnects by itself and serves
         # the neighbours it learns again, as new ones.

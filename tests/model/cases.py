@@ -3,6 +3,9 @@
 model-based tests (the in-process one runs this script; the e2e one imports it).
 
   cases.py cases FIRST_SEED COUNT   random topologies, seeds FIRST_SEED on
+  cases.py changes FIRST_SEED COUNT each random topology, then VERSIONS - 1
+                                    versions of it changed as a daemon's data
+                                    changes
   cases.py walk FILE                the walk of one topology file
 
 Each topology is written as "topology <JSON>", then its walk lines
@@ -179,6 +182,40 @@ def topology(r):
     return t
 
 
+VERSIONS = 3
+
+
+def changed(t, r):
+    """t after one to three changes a live daemon makes: a neighbour renamed,
+    gone, or new (a copy of one under a free index, renamed); the local name, a
+    port description or a local address changed."""
+    t = json.loads(json.dumps(t))
+    ports = t["ports"]
+    name = "".join(r.choices(TEXT, k=r.randint(1, 10)))
+    for _ in range(r.randint(1, 3)):
+        neighbours = [(p, n) for p in ports for n in p.get("neighbors", [])]
+        how = r.randrange(6)
+        if how == 0 and neighbours:
+            r.choice(neighbours)[1]["sys_name"] = name
+        elif how == 1 and neighbours:
+            p, n = r.choice(neighbours)
+            p["neighbors"].remove(n)
+        elif how == 2 and neighbours:
+            p = r.choice(ports)
+            used = {n["rem_index"] for n in p.get("neighbors", [])}
+            free = [i for i in (1, 2, 3, 4, 10, 1000, INDEX_MAX) if i not in used]
+            if free:
+                n = dict(r.choice(neighbours)[1], rem_index=r.choice(free), sys_name=name)
+                p.setdefault("neighbors", []).append(n)
+        elif how == 3:
+            t["local"]["sys_name"] = name
+        elif how == 4 and ports:
+            r.choice(ports)["port_desc"] = name
+        elif how == 5 and t.get("local_man_addrs"):
+            r.choice(t["local_man_addrs"])["addrs"][0]["addr"] = f"192.0.2.{r.randrange(9)}"
+    return t
+
+
 def names_to_ask(names, r, count):
     """Names around the served ones: an existing name (from names) or a served
     column with sub-identifiers of its own, then as it is, a prefix, one
@@ -228,6 +265,15 @@ if __name__ == "__main__":
         for seed in range(first, first + count):
             r = random.Random(seed)
             emit(topology(r), r)
+    elif len(sys.argv) == 4 and sys.argv[1] == "changes":
+        first, count = int(sys.argv[2]), int(sys.argv[3])
+        for seed in range(first, first + count):
+            r = random.Random(seed)
+            t = topology(r)
+            emit(t, r)
+            for _ in range(VERSIONS - 1):
+                t = changed(t, r)
+                emit(t, r)
     elif len(sys.argv) == 3 and sys.argv[1] == "walk":
         emit(json.loads(pathlib.Path(sys.argv[2]).read_text()), random.Random(0))
     else:

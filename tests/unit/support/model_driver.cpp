@@ -91,21 +91,40 @@ std::array<int64_t, 3> live_copies() {
     return out;
 }
 
-// The answer to one request, as a walker line; what the reference answers.
-std::pair<std::string, std::string> answer(bool get, const RefOid& asked, const RefMib& mib, RefOid* got_name) {
+// What the reference answers to one request, as a walker line.
+std::string ref_answer(bool get, const RefOid& asked, const RefMib& mib) {
+    auto it = get ? mib.find(asked) : mib.upper_bound(asked);
+    return it != mib.end() ? ref_line(*it) : get ? "no binding" : "end of MIB";
+}
+
+// The module's answer to one request, as a walker line.
+std::string answer(bool get, const RefOid& asked, RefOid* got_name) {
     mib_router::Binding b;
     const bool found = get ? lldpmib_router().get(asked, &b) == mib_router::GetResult::Found
                            : lldpmib_router().next(asked, &b);
     *got_name = found ? b.name : RefOid{};
-    auto it = get ? mib.find(asked) : mib.upper_bound(asked);
-    const char* none = get ? "no binding" : "end of MIB";
-    return {found ? mib_router::format(b) : none, it != mib.end() ? ref_line(*it) : none};
+    return found ? mib_router::format(b) : get ? "no binding" : "end of MIB";
 }
 
 }  // namespace
 
 std::vector<RefTopology> reference_cases(uint64_t first_seed, size_t count) {
     return run_model_cases("cases " + std::to_string(first_seed) + " " + std::to_string(count));
+}
+
+std::vector<RefTopology> reference_changes(uint64_t first_seed, size_t count) {
+    const size_t versions = 3;  // cases.py's VERSIONS
+    std::vector<RefTopology> all = run_model_cases("changes " + std::to_string(first_seed) + " " + std::to_string(count));
+    std::vector<RefTopology> out;
+    for (size_t i = 0; i + versions <= all.size(); i += versions) {
+        RefTopology t = std::move(all[i]);
+        for (size_t v = 1; v < versions; ++v) {
+            t.names.insert(t.names.end(), all[i + v].names.begin(), all[i + v].names.end());
+            t.later.push_back(std::move(all[i + v]));
+        }
+        out.push_back(std::move(t));
+    }
+    return out;
 }
 
 const RefTopology& reference_of(const std::string& json) {
@@ -155,6 +174,7 @@ void drain_snapshots(const RefMib* mib) {
         mib_router::Binding b;
         if (!mib || !mib->count(name)) lldpmib_router().get(name, &b);
     }
+    advance_clock(1);  // what those GETs fetched is stale too
 }
 
 std::vector<ModelRequest> random_requests(const RefTopology& ref, rng_t& r, size_t max_requests) {
@@ -166,7 +186,10 @@ std::vector<ModelRequest> random_requests(const RefTopology& ref, rng_t& r, size
         root[m] = walk_roots()[pick(r, walk_roots().size())];
     }
     std::vector<ModelRequest> out(5 + pick(r, max_requests > 5 ? max_requests - 4 : 1));
+    uint32_t data = 0;
     for (auto& q : out) {
+        if (!ref.later.empty() && chance(r, 8)) data = static_cast<uint32_t>(pick(r, ref.later.size() + 1));
+        q.data = data;
         q.manager = static_cast<uint32_t>(pick(r, managers));
         uint64_t c = pick(r, 100);
         q.clock_step = c < 75 ? 0 : c < 90 ? 1 : c < 98 ? 2 : 100;
@@ -185,8 +208,8 @@ std::vector<ModelRequest> random_requests(const RefTopology& ref, rng_t& r, size
 // One request as text ("m1 +2s GET-NEXT 1.0.8802...").
 static std::string request_text(const ModelRequest& q) {
     static const char* kinds[] = {"GET ", "GET-NEXT ", "WALK "};
-    return "m" + std::to_string(q.manager) + " +" + std::to_string(q.clock_step) + "s " + kinds[q.kind] +
-           mib_router::to_text(q.name);
+    return (q.data ? "d" + std::to_string(q.data) + " " : std::string()) + "m" + std::to_string(q.manager) + " +" +
+           std::to_string(q.clock_step) + "s " + kinds[q.kind] + mib_router::to_text(q.name);
 }
 
 ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<std::string>* transcript) {
@@ -202,14 +225,33 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
     }
     start_served();
     const std::array<int64_t, 3> base = live_copies();
-    const int64_t most[3] = {static_cast<int64_t>(4 * ref.neighbors), static_cast<int64_t>(ref.ports),
-                             static_cast<int64_t>(ref.local_records)};
+    // Changing data: every version, the last clock second each was served in.
+    std::vector<const RefTopology*> data{&ref};
+    for (const RefTopology& v : ref.later) data.push_back(&v);
+    std::vector<time_t> served_until(data.size(), 0);
+    uint32_t current = 0;
+    lldp_client_generation generation;
+    const bool client_tells = lldp_client_get_generation(&generation) == 0;
+    int64_t most[3] = {0, 0, 0};
+    for (const RefTopology* v : data) {
+        most[0] = std::max(most[0], static_cast<int64_t>(4 * v->neighbors));
+        most[1] = std::max(most[1], static_cast<int64_t>(v->ports));
+        most[2] = std::max(most[2], static_cast<int64_t>(v->local_records));
+    }
     const char* what[3] = {"neighbour", "interface", "local address"};
 
     std::vector<RefOid> cursor(8), cursor_root(8);  // each manager's walk
     for (size_t i = 0; i < c.size() && out.ok; ++i) {
         const ModelRequest& q = c[i];
-        advance_clock(q.clock_step);
+        time_t now = advance_clock(q.clock_step);
+        if (q.data != current && q.data < data.size()) {
+            served_until[current] = now;
+            if (lldp_client_use_topology_text(data[q.data]->json.c_str(), "model", err, sizeof err) != 0)
+                throw std::runtime_error(std::string("version refused: ") + err);
+            current = q.data;
+            if (!client_tells) now = advance_clock(1);
+        }
+        served_until[current] = now;
         const uint32_t m = q.manager % 8;
         RefOid asked = q.name;
         if (q.kind == ModelRequest::Walk) {
@@ -219,7 +261,12 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
         }
         out.asked.push_back(asked);
         RefOid got_name;
-        const auto [got, want] = answer(q.kind == ModelRequest::Get, asked, ref.mib, &got_name);
+        const bool get = q.kind == ModelRequest::Get;
+        const std::string got = answer(get, asked, &got_name);
+        const std::string want = ref_answer(get, asked, data[current]->mib);
+        bool right = got == want;
+        for (size_t v = 0; v < data.size() && !right; ++v)
+            right = served_until[v] == now && got == ref_answer(get, asked, data[v]->mib);
         if (q.kind == ModelRequest::Walk) cursor[m] = mib_router::is_prefix(q.name, got_name) ? got_name : RefOid{};
         std::string line = request_text(q);
         if (q.kind == ModelRequest::Walk) line += ": GET-NEXT " + mib_router::to_text(asked);
@@ -228,7 +275,7 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
             out = {false, i, "request " + std::to_string(i + 1) + " (" + request_text(q) + "): " + why, out.asked};
             line += "   <== " + why;
         };
-        if (got != want) fail("asked " + mib_router::to_text(asked) + ", got " + got + ", want " + want);
+        if (!right) fail("asked " + mib_router::to_text(asked) + ", got " + got + ", want " + want);
         const std::array<int64_t, 3> live = live_copies();
         for (int k = 0; k < 3 && out.ok; ++k)
             if (live[k] - base[k] > most[k])

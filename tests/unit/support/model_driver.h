@@ -43,10 +43,16 @@ struct RefTopology {
     size_t ports = 0;          // interface records
     size_t neighbors = 0;      // neighbour records
     size_t local_records = 0;  // local management addresses (the local copy bound)
+    // Changing data: later versions of this topology, the daemon's data as it
+    // changes (platform facts unchanged); requests say which one is served.
+    std::vector<RefTopology> later;
 };
 
 // The random topologies of seeds first_seed .. first_seed + count - 1.
 std::vector<RefTopology> reference_cases(uint64_t first_seed, size_t count);
+// The same with later versions of each (cases.py changes); names to ask of
+// every version.
+std::vector<RefTopology> reference_changes(uint64_t first_seed, size_t count);
 // The reference of one topology text (kept, so asking again costs nothing).
 const RefTopology& reference_of(const std::string& json);
 
@@ -71,6 +77,13 @@ struct ModelRequest {
     // Get, Next: the name asked.  Walk: the subtree walked; the manager's
     // GET-NEXT continues from its last answer under it, or starts at it.
     RefOid name;
+    // Changing data: the version served from this request on (0 the topology
+    // itself, i its later[i - 1]), switched before the request.  A request
+    // may answer from any version served within its second of the clock: a
+    // module may use data fetched in that second.  When the client cannot
+    // report changes, the clock moves a second at each switch, since the
+    // module only bounds the age of its data then.
+    uint32_t data = 0;
 };
 
 using ModelCase = std::vector<ModelRequest>;
@@ -99,7 +112,8 @@ std::string failure_report(const std::string& title, const ModelCase& original,
 
 // Every snapshot stale, then one missing GET per table (names not in mib), so
 // that each table drops what it kept (best effort: copies a table keeps anyway
-// do not count against a later case, which counts from its own start).
+// do not count against a later case, which counts from its own start); then
+// the clock a second on, so that whatever is left is stale.
 void drain_snapshots(const RefMib* mib = nullptr);
 
 }  // namespace lldpmib_test

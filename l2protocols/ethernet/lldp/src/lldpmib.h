@@ -126,18 +126,24 @@ typedef struct lldpmib_snapshot_kind {
 // One table's snapshot: the list of copies and its bookkeeping.
 typedef struct lldpmib_snapshot {
     kel_list_handle list;
-    time_t timestamp;        // when a row was last filled from it
+    time_t fetched_at;       // when its data was fetched (the list made)
     uint32_t total_entries;  // what decides a purge (per table)
     uint32_t entry_count;    // rows served for the last column
     uint32_t neighbors;      // neighbours counted by iterations (TLV tables)
+    // The client's data change count read before the data was fetched, when
+    // the client could tell it.
+    uint32_t generation;
+    uint8_t generation_known;
 } lldpmib_snapshot;
 
 // Validity at the start of a lookup: a list not live resets the counters
-// (reset_line); a list last filled more than a second ago is destroyed
-// (expired_line).  Non-zero when the snapshot can be used.
+// (reset_line); a list whose data was fetched in an earlier second, or before
+// the client reported a change, is destroyed (expired_line).  Non-zero when
+// the snapshot can be used.
 int lldpmib_snapshot_usable(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
                             const char* fn);
-// Creates the list; on failure writes create_failed_line.  0 on success.
+// Creates the list and stamps the time of its data; on failure writes
+// create_failed_line.  0 on success.
 int lldpmib_snapshot_create(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
                             const char* fn);
 // Takes a served record out: removing_line (its "%s" is fn, its "%d" port),
@@ -149,8 +155,6 @@ void lldpmib_snapshot_consume(lldpmib_snapshot* s, const lldpmib_snapshot_kind* 
 // Drops the whole snapshot: purging_line, destroy_list, handle cleared.
 void lldpmib_snapshot_purge(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
                             const char* fn);
-// Stamps a fill.
-void lldpmib_snapshot_touch(lldpmib_snapshot* s);
 // The destroy routine of the local tables: dequeue and free every copy, then
 // destroy the list ("MIB[%s] kel_list_destroy failed" names fn).
 void lldpmib_destroy_copy_list(kel_list_handle list, void (*free_copy)(void*), const char* fn);

@@ -298,18 +298,39 @@ static void lldpmib_snapshot_reset_counters(lldpmib_snapshot* s) {
     s->neighbors = 0;
 }
 
+// The client's data change count, read at every lookup of a snapshot table.
+// A client that cannot tell (any failure, ENOSYS included) changes nothing:
+// the age bound alone applies.
+static void lldpmib_read_generation(uint32_t* data, uint8_t* known) {
+    lldp_client_generation g;
+    *known = lldp_client_get_generation(&g) == 0;
+    *data = *known ? g.data : 0;
+}
+
+// A snapshot answers only within the second its data was fetched, however
+// often it is used, so no answer comes from data a second old or more; and
+// not at all once the client reports that its data changed since.  The
+// change count stamped on a rebuilt snapshot is the one read before its
+// fetch, so a change during the fetch only costs the next lookup a rebuild.
 int lldpmib_snapshot_usable(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
                             const char* fn) {
+    uint32_t generation;
+    uint8_t known;
+    lldpmib_read_generation(&generation, &known);
     if (!kel_list_is_valid(s->list)) {
         lldpmib_snapshot_reset_counters(s);
+        s->generation = generation;
+        s->generation_known = known;
         LLDPMIB_EMIT(LLDP_ROW_VERBOSE, kind->reset_line, fn);
         return 0;
     }
-    time_t now = platform_time(nullptr);
-    if (now - s->timestamp <= 1) return 1;
+    bool changed = known && s->generation_known && generation != s->generation;
+    if (platform_time(nullptr) == s->fetched_at && !changed) return 1;
     kind->destroy_list(s->list);
     s->list = nullptr;
     lldpmib_snapshot_reset_counters(s);
+    s->generation = generation;
+    s->generation_known = known;
     LLDPMIB_EMIT(LLDP_ROW_VERBOSE, kind->expired_line, fn);
     return 0;
 }
@@ -320,7 +341,10 @@ extern "C" {
 
 int lldpmib_snapshot_create(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
                             const char* fn) {
-    if (kel_list_create(&s->list, 0, kind->list_name, 2, 0) == 0) return 0;
+    if (kel_list_create(&s->list, 0, kind->list_name, 2, 0) == 0) {
+        s->fetched_at = platform_time(nullptr);
+        return 0;
+    }
     s->list = nullptr;
     LLDPMIB_EMIT(LLDP_ROW_MIB, kind->create_failed_line, fn);
     return 1;
@@ -353,8 +377,6 @@ void lldpmib_snapshot_purge(lldpmib_snapshot* s, const lldpmib_snapshot_kind* ki
     kind->destroy_list(s->list);
     s->list = nullptr;
 }
-
-void lldpmib_snapshot_touch(lldpmib_snapshot* s) { s->timestamp = platform_time(nullptr); }
 
 void lldpmib_destroy_copy_list(kel_list_handle list, void (*free_copy)(void*), const char* fn) {
     if (list == nullptr || !kel_list_is_valid(list)) return;

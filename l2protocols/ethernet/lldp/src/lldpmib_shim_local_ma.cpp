@@ -330,7 +330,6 @@ lldpLocManAddrEntry_t* lldpmib_shim_local_ma_entry_get(int serialNum, void* cont
 
     if (row != nullptr) {
         if (nominator == kLastNominator) lldpmib_local_count_served(s, fn);
-        lldpmib_snapshot_touch(s);
         if (local_ma_fill(row->element))
             answer = &lldpLocManAddrEntryData;
         else

@@ -202,7 +202,6 @@ lldpLocPortEntry_t* lldpmib_shim_local_port_entry_get(int serialNum, void* conte
         if (nominator == kLastNominator)
             lldpmib_local_count_served(s, "lldpmib_shim_local_port_entry_get");
         bool filled = local_port_fill(found);
-        lldpmib_snapshot_touch(s);
         if (searchType == EXACT || nominator == kLastNominator) {
             local_port_index_forget(found);
             lldpmib_snapshot_consume(s, &local_port_kind, "lldpmib_shim_local_port_entry_get",

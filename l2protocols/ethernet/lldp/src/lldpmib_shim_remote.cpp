@@ -321,7 +321,6 @@ int lldpmib_remote_shim_run(const lldpmib_remote_table* t, lldpmib_remote_reques
         remote_trace_search(t, rq, hit);
         if (hit != nullptr && t->fill(rq, &hit->second)) {
             if (rq->nominator == t->last_nominator) s->base.entry_count++;
-            lldpmib_snapshot_touch(&s->base);
             filled = true;
         }
     }

@@ -60,7 +60,7 @@ struct lldpmib_row_ref {
 using lldpmib_row_index = std::map<lldpmib_row_key, lldpmib_row_ref>;
 
 struct lldpmib_remote_snapshot {
-    lldpmib_snapshot base;  // the copies, the time of the last fill, the counters
+    lldpmib_snapshot base;  // the copies, when they were fetched, the counters
     lldpmib_row_index rows;
     // Port ranges [first, last] the snapshot knows completely; disjoint.
     std::map<uint32_t, uint32_t> known_ports;
