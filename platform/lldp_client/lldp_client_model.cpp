@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <mutex>
 #include <unordered_map>
 #include <vector>
@@ -94,9 +95,11 @@ std::shared_ptr<const view> build_view(std::shared_ptr<const topology> t) {
 struct state {
     std::mutex mutex;
     std::shared_ptr<topology_source> source;  // null: the embedded default
-    std::shared_ptr<const view> last;
+    std::shared_ptr<const view> last;         // the view served last, kept across source switches
     // Bumped under the mutex whenever source or last changes.
     std::atomic<uint64_t> changes{0};
+    // Change counts handed out by lldp_client_get_generation; under the mutex.
+    lldp_client_generation generation{0, 0};
 };
 
 state& the_state() {
@@ -168,18 +171,25 @@ std::shared_ptr<const view> current_view(int* status) {
     if (last && last->topo == t) return last;
     auto v = build_view(t);
     std::lock_guard lock(s.mutex);
+    if (s.last && s.last->topo == t) return s.last;  // another thread got there first
+    // A different snapshot is served from now on: count the change.
+    ++s.generation.data;
+    if (!s.last || !same_neighbors(*s.last->topo, *t)) ++s.generation.neighbors;
     s.last = v;
     s.changes.fetch_add(1, std::memory_order_release);
     return v;
 }
 
+// The last view stays: the next snapshot served is compared with it.
 void set_source(std::shared_ptr<topology_source> src) {
     state& s = the_state();
     std::lock_guard lock(s.mutex);
     s.source = std::move(src);
-    s.last.reset();
     s.changes.fetch_add(1, std::memory_order_release);
 }
+
+// Until lldp_client_set_time_origin, the moment the library was loaded.
+std::atomic<int64_t> time_origin{int64_t(std::time(nullptr)) * 100};
 
 const uint8_t empty_bytes[1] = {0};
 
@@ -594,9 +604,88 @@ int lldp_client_use_topology_text(const char* json, const char* origin, char* er
 
 }  // extern "C"
 
-// ---- Configuration and statistics (to be filled from the topology) ----
-int lldp_client_get_config(lldp_client_config*) { return ENOSYS; }
-int lldp_client_iter_port_stats(lldp_client_callback, void*) { return ENOSYS; }
-int lldp_client_get_remote_stats(lldp_client_remote_stats*) { return ENOSYS; }
-int lldp_client_get_generation(lldp_client_generation*) { return ENOSYS; }
-void lldp_client_set_time_origin(int64_t) {}
+// ---- Configuration and statistics ----
+
+int64_t lldp_client_internal::time_origin_centiseconds() { return time_origin.load(std::memory_order_relaxed); }
+
+extern "C" {
+
+int lldp_client_get_config(lldp_client_config* out) {
+    if (int rc = PLATFORM_FAULT("lldp_client_get_config")) return rc;
+    if (!out) return EINVAL;
+    int status = 0;
+    auto v = current_view(&status);
+    if (!v) return status;
+    const lldp_config& c = v->topo->config;
+    *out = {c.tx_interval, c.tx_hold, c.reinit_delay, c.tx_delay};
+    return 0;
+}
+
+int lldp_client_iter_port_stats(lldp_client_callback cb, void* context) {
+    if (int rc = PLATFORM_FAULT("lldp_client_iter_port_stats")) return rc;
+    if (!cb) return EINVAL;
+    int status = 0;
+    auto v = current_view(&status);
+    if (!v) return status;
+    for (const view::port_entry& e : v->ports) {
+        const port& p = *e.p;
+        const port_counters& c = p.stats;
+        lldp_port_stats rec{};
+        rec.port_num = p.port_num;
+        rec.admin_status = p.admin_status;
+        rec.notification_enable = p.notification_enable ? 1 : 0;
+        rec.tlvs_tx = p.tlvs_tx;
+        rec.man_addr_tx = p.man_addr_tx ? 1 : 0;
+        // Modulo 2^32, as a 32-bit counter of the daemon would read.
+        rec.tx_frames = uint32_t(c.tx_frames);
+        rec.rx_frames_discarded = uint32_t(c.rx_frames_discarded);
+        rec.rx_frames_errors = uint32_t(c.rx_frames_errors);
+        rec.rx_frames = uint32_t(c.rx_frames);
+        rec.rx_tlvs_discarded = uint32_t(c.rx_tlvs_discarded);
+        rec.rx_tlvs_unrecognized = uint32_t(c.rx_tlvs_unrecognized);
+        rec.ageouts = uint32_t(c.ageouts);
+        rec.inserts = uint32_t(c.inserts);
+        rec.deletes = uint32_t(c.deletes);
+        rec.drops = uint32_t(c.drops);
+        if (int rc = cb(&rec, context, nullptr)) return rc;
+    }
+    return 0;
+}
+
+int lldp_client_get_remote_stats(lldp_client_remote_stats* out) {
+    if (int rc = PLATFORM_FAULT("lldp_client_get_remote_stats")) return rc;
+    if (!out) return EINVAL;
+    int status = 0;
+    auto v = current_view(&status);
+    if (!v) return status;
+    // Unsigned sums wrap: the sum modulo 2^64, then 2^32, is the sum modulo 2^32.
+    uint64_t inserts = 0, deletes = 0, drops = 0, ageouts = 0;
+    for (const view::port_entry& e : v->ports) {
+        inserts += e.p->stats.inserts;
+        deletes += e.p->stats.deletes;
+        drops += e.p->stats.drops;
+        ageouts += e.p->stats.ageouts;
+    }
+    *out = {v->topo->remote_tables_last_change, uint32_t(inserts), uint32_t(deletes), uint32_t(drops),
+            uint32_t(ageouts)};
+    return 0;
+}
+
+int lldp_client_get_generation(lldp_client_generation* out) {
+    if (int rc = PLATFORM_FAULT("lldp_client_get_generation")) return rc;
+    if (!out) return EINVAL;
+    int status = 0;
+    auto v = current_view(&status);  // counts a change the source reports now
+    if (!v) return status;
+    state& s = the_state();
+    std::lock_guard lock(s.mutex);
+    *out = s.generation;
+    return 0;
+}
+
+void lldp_client_set_time_origin(int64_t unix_centiseconds) {
+    PLATFORM_FAULT("lldp_client_set_time_origin");  // counted; setting cannot fail
+    time_origin.store(unix_centiseconds, std::memory_order_relaxed);
+}
+
+}  // extern "C"

@@ -20,6 +20,7 @@
 #include <set>
 
 #include "lldp_client.h"
+#include "lldp_client_internal.h"
 #include "lldp_client_model.h"
 #include "platform_fault.h"
 
@@ -28,9 +29,6 @@ using namespace lldp_model;
 namespace lldp_lldpd {
 
 namespace {
-
-// Time marks count from when the library was loaded.
-const int64_t library_start = static_cast<int64_t>(std::time(nullptr));
 
 bool printable(const uint8_t* b, size_t n) {
     if (n == 0) return false;
@@ -95,9 +93,9 @@ void number_org_def_tlvs(std::vector<org_def_tlv>& tlvs) {
     for (org_def_tlv& t : tlvs) t.index = ++count[{t.oui, t.subtype}];
 }
 
-uint32_t time_mark(int64_t changed, int64_t start) {
-    if (changed <= start) return 0;
-    int64_t h = (changed - start) * 100;
+uint32_t time_mark(int64_t changed, int64_t origin) {
+    int64_t h = changed * 100 - origin;
+    if (h <= 0) return 0;
     return h > int64_t(UINT32_MAX) ? UINT32_MAX : static_cast<uint32_t>(h);
 }
 
@@ -139,52 +137,6 @@ std::vector<uint32_t> remote_index_map::assign(const std::vector<seen>& neighbou
     }
     own_ = std::move(kept);
     return out;
-}
-
-// ---- Equality of snapshots ----
-
-namespace {
-
-bool same(const address& a, const address& b) {
-    return a.ipv6 == b.ipv6 && a.octets == b.octets && a.if_id == b.if_id && a.subtype == b.subtype;
-}
-bool same(const unknown_tlv& a, const unknown_tlv& b) { return a.type == b.type && a.info == b.info; }
-bool same(const org_def_tlv& a, const org_def_tlv& b) {
-    return a.oui == b.oui && a.subtype == b.subtype && a.index == b.index && a.info == b.info;
-}
-bool same(const neighbor& a, const neighbor& b);
-bool same(const port& a, const port& b);
-bool same(const local_man_addr_record& a, const local_man_addr_record& b);
-template <class T>
-bool same(const std::vector<T>& a, const std::vector<T>& b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (!same(a[i], b[i])) return false;
-    return true;
-}
-bool same(const neighbor& a, const neighbor& b) {
-    return a.time_mark == b.time_mark && a.rem_index == b.rem_index &&
-           a.chassis_id_subtype == b.chassis_id_subtype && a.chassis_id == b.chassis_id &&
-           a.port_id_subtype == b.port_id_subtype && a.port_id == b.port_id && a.port_desc == b.port_desc &&
-           a.sys_name == b.sys_name && a.sys_desc == b.sys_desc && a.supported_caps == b.supported_caps &&
-           a.enabled_caps == b.enabled_caps && same(a.man_addrs, b.man_addrs) &&
-           same(a.unknown_tlvs, b.unknown_tlvs) && same(a.org_def_tlvs, b.org_def_tlvs);
-}
-bool same(const port& a, const port& b) {
-    return a.port_num == b.port_num && a.ifhandle == b.ifhandle && a.port_id_subtype == b.port_id_subtype &&
-           a.port_id == b.port_id && a.port_desc == b.port_desc && same(a.neighbors, b.neighbors);
-}
-bool same(const local_man_addr_record& a, const local_man_addr_record& b) { return same(a.addrs, b.addrs); }
-
-}  // namespace
-
-bool same_topology(const topology& a, const topology& b) {
-    const local_system &la = a.local, &lb = b.local;
-    return a.router_type == b.router_type && a.node_id == b.node_id && a.lldp_enabled == b.lldp_enabled &&
-           a.node_enabled == b.node_enabled && la.chassis_id_subtype == lb.chassis_id_subtype &&
-           la.chassis_id == lb.chassis_id && la.sys_name == lb.sys_name && la.sys_desc == lb.sys_desc &&
-           la.supported_caps == lb.supported_caps && la.enabled_caps == lb.enabled_caps &&
-           same(a.local_man_addrs, b.local_man_addrs) && same(a.ports, b.ports);
 }
 
 std::string default_ctl_socket() {
@@ -277,7 +229,7 @@ public:
             return nullptr;
         }
         fetched_at_ = now;
-        if (!cached_ || !same_topology(*cached_, *fresh)) cached_ = std::move(fresh);
+        if (!cached_ || !lldp_model::same_topology(*cached_, *fresh)) cached_ = std::move(fresh);
         return cached_;
     }
 
@@ -378,6 +330,7 @@ private:
 
     std::shared_ptr<topology> fetch() {
         io_error_.clear();
+        origin_ = lldp_client_internal::time_origin_centiseconds();
         connect_daemon();
         auto t = std::make_shared<topology>();
         t->lldp_enabled = true;  // the daemon answers
@@ -451,7 +404,7 @@ private:
 
     neighbor read_neighbour(lldpctl_atom_t* n, lldpctl_atom_t* c) const {
         neighbor r;
-        if (opts_.time_marks) r.time_mark = time_mark(lldpctl_atom_get_int(n, lldpctl_k_port_age), library_start);
+        if (opts_.time_marks) r.time_mark = time_mark(lldpctl_atom_get_int(n, lldpctl_k_port_age), origin_);
         r.chassis_id_subtype = get_subtype(c, lldpctl_k_chassis_id_subtype, 0);
         r.chassis_id = get_bytes(c, lldpctl_k_chassis_id);
         r.port_id_subtype = get_subtype(n, lldpctl_k_port_id_subtype, 0);
@@ -484,6 +437,7 @@ private:
     std::shared_ptr<const topology> cached_;
     std::chrono::steady_clock::time_point fetched_at_;
     remote_index_map indexes_;
+    int64_t origin_ = 0;  // the time origin as this fetch reads it
 };
 
 }  // namespace

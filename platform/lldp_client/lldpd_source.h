@@ -58,9 +58,10 @@ uint32_t oui_number(const uint8_t* oui, size_t len);
 // order given.
 void number_org_def_tlvs(std::vector<lldp_model::org_def_tlv>& tlvs);
 
-// Hundredths of a second from start to changed (both seconds since the
-// epoch); 0 when changed is not after start, saturated at 2^32-1.
-uint32_t time_mark(int64_t changed, int64_t start);
+// Hundredths of a second from the time origin (hundredths since the epoch)
+// to changed (seconds since the epoch); 0 when changed is not after the
+// origin, saturated at 2^32-1.
+uint32_t time_mark(int64_t changed, int64_t origin);
 
 // Remote indexes.  lldpd's chassis index (lldpcli's "rid") is used where it
 // is unique on the port; a neighbour that shares it with an earlier one on the
@@ -81,9 +82,5 @@ private:
     std::map<std::pair<uint32_t, std::string>, uint32_t> own_;
     uint32_t next_ = 1000000000u;
 };
-
-// Whether two topologies hold the same data (a refetch that finds nothing new
-// hands out the previous snapshot again).
-bool same_topology(const lldp_model::topology& a, const lldp_model::topology& b);
 
 }  // namespace lldp_lldpd

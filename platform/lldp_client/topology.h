@@ -63,6 +63,20 @@ struct neighbor {
     std::vector<org_def_tlv> org_def_tlvs;
 };
 
+// A port's LLDP counters as the daemon keeps them; handed out modulo 2^32.
+struct port_counters {
+    uint64_t tx_frames = 0;
+    uint64_t rx_frames = 0;
+    uint64_t rx_frames_discarded = 0;
+    uint64_t rx_frames_errors = 0;
+    uint64_t rx_tlvs_discarded = 0;
+    uint64_t rx_tlvs_unrecognized = 0;
+    uint64_t ageouts = 0;
+    uint64_t inserts = 0;
+    uint64_t deletes = 0;   // ageouts included
+    uint64_t drops = 0;     // neighbours not kept for lack of room
+};
+
 // A local port on which LLDP runs.
 struct port {
     uint32_t port_num = 0;              // 1..2147483647, unique
@@ -71,6 +85,11 @@ struct port {
     std::string port_id;                // text
     std::string port_desc;
     std::vector<neighbor> neighbors;
+    uint8_t admin_status = 3;           // LLDP_ADMIN_* of lldp_client.h; 3 sends and receives
+    bool notification_enable = false;
+    uint8_t tlvs_tx = 0xF;              // LLDP_TLV_TX_* bits
+    bool man_addr_tx = true;            // the local management addresses are sent here
+    port_counters stats;
 
     static constexpr uint32_t default_ifhandle(uint32_t port_num) { return 0x1000u + port_num; }
     uint32_t effective_ifhandle() const { return ifhandle ? ifhandle : default_ifhandle(port_num); }
@@ -91,6 +110,14 @@ struct local_man_addr_record {
     std::vector<address> addrs;
 };
 
+// The daemon's transmit configuration; the defaults are lldpd's (and the MIB's).
+struct lldp_config {
+    uint32_t tx_interval = 30;  // seconds
+    uint32_t tx_hold = 4;
+    uint32_t reinit_delay = 2;  // seconds
+    uint32_t tx_delay = 2;      // seconds
+};
+
 struct topology {
     uint32_t router_type = 25;
     uint32_t node_id = 1;
@@ -99,7 +126,16 @@ struct topology {
     local_system local;
     std::vector<local_man_addr_record> local_man_addrs;
     std::vector<port> ports;
+    lldp_config config;
+    // When the neighbours last changed: hundredths of a second since the time
+    // origin (lldp_client_set_time_origin), 0 for none since.
+    uint32_t remote_tables_last_change = 0;
 };
+
+// Whether two topologies hold the same data, and the same neighbours on the
+// same ports (listed in the same order).
+bool same_topology(const topology& a, const topology& b);
+bool same_neighbors(const topology& a, const topology& b);
 
 // Where the model gets the daemon's current view.  current() is called once
 // per client operation; it returns null and sets *error when the daemon cannot

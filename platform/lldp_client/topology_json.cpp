@@ -172,7 +172,8 @@ std::string text_field(const object& o, const char* key, size_t hi, bool require
     return {b.begin(), b.end()};
 }
 
-constexpr uint64_t u8max = 0xFF, u16max = 0xFFFF, u32max = 0xFFFFFFFF, index_max = 2147483647;
+constexpr uint64_t u8max = 0xFF, u16max = 0xFFFF, u32max = 0xFFFFFFFF, index_max = 2147483647,
+                   u64max = UINT64_MAX;
 constexpr size_t unbounded = size_t(-1);
 
 address address_of(const json& v, const std::string& path) {
@@ -261,14 +262,41 @@ neighbor neighbor_of(const json& v, const std::string& path) {
     return n;
 }
 
+// Counters may exceed 2^32: the client hands them out modulo 2^32, as a
+// daemon's wrapped 32-bit counter would read.
+port_counters counters_of(const json& v, const std::string& path) {
+    object o(v, path,
+             {"tx_frames", "rx_frames", "rx_frames_discarded", "rx_frames_errors", "rx_tlvs_discarded",
+              "rx_tlvs_unrecognized", "ageouts", "inserts", "deletes", "drops"});
+    port_counters c;
+    c.tx_frames = o.integer("tx_frames", 0, u64max, 0);
+    c.rx_frames = o.integer("rx_frames", 0, u64max, 0);
+    c.rx_frames_discarded = o.integer("rx_frames_discarded", 0, u64max, 0);
+    c.rx_frames_errors = o.integer("rx_frames_errors", 0, u64max, 0);
+    c.rx_tlvs_discarded = o.integer("rx_tlvs_discarded", 0, u64max, 0);
+    c.rx_tlvs_unrecognized = o.integer("rx_tlvs_unrecognized", 0, u64max, 0);
+    c.ageouts = o.integer("ageouts", 0, u64max, 0);
+    c.inserts = o.integer("inserts", 0, u64max, 0);
+    c.deletes = o.integer("deletes", 0, u64max, 0);
+    c.drops = o.integer("drops", 0, u64max, 0);
+    return c;
+}
+
 port port_of(const json& v, const std::string& path) {
-    object o(v, path, {"port_num", "ifhandle", "port_id_subtype", "port_id", "port_desc", "neighbors"});
+    object o(v, path,
+             {"port_num", "ifhandle", "port_id_subtype", "port_id", "port_desc", "neighbors", "admin_status",
+              "notification_enable", "tlvs_tx", "man_addr_tx", "statistics"});
     port p;
     p.port_num = uint32_t(o.required_integer("port_num", 1, index_max));
     p.ifhandle = uint32_t(o.integer("ifhandle", 1, u32max, port::default_ifhandle(p.port_num)));
     p.port_id_subtype = uint8_t(o.integer("port_id_subtype", 0, u8max, 5));
     p.port_id = text_field(o, "port_id", unbounded, true);
     p.port_desc = text_field(o, "port_desc", unbounded, false);
+    p.admin_status = uint8_t(o.integer("admin_status", 1, 4, 3));
+    p.notification_enable = o.boolean("notification_enable", false);
+    p.tlvs_tx = uint8_t(o.integer("tlvs_tx", 0, 15, 15));
+    p.man_addr_tx = o.boolean("man_addr_tx", true);
+    if (const json* s = o.find("statistics")) p.stats = counters_of(*s, o.at("statistics"));
     std::map<uint32_t, size_t> seen;
     if (const json* a = o.array("neighbors")) {
         for (size_t i = 0; i < a->size(); ++i) {
@@ -287,10 +315,19 @@ port port_of(const json& v, const std::string& path) {
 
 topology topology_of(const json& root) {
     object o(root, "",
-             {"router_type", "node_id", "lldp", "local", "local_man_addrs", "ports"});
+             {"router_type", "node_id", "lldp", "local", "local_man_addrs", "ports", "config",
+              "remote_tables_last_change"});
     topology t;
     t.router_type = uint32_t(o.integer("router_type", 0, u32max, 25));
     t.node_id = uint32_t(o.integer("node_id", 0, u32max, 1));
+    if (const json* c = o.find("config")) {
+        object e(*c, o.at("config"), {"tx_interval", "tx_hold", "reinit_delay", "tx_delay"});
+        t.config.tx_interval = uint32_t(e.integer("tx_interval", 5, 32768, 30));
+        t.config.tx_hold = uint32_t(e.integer("tx_hold", 2, 10, 4));
+        t.config.reinit_delay = uint32_t(e.integer("reinit_delay", 1, 10, 2));
+        t.config.tx_delay = uint32_t(e.integer("tx_delay", 1, 8192, 2));
+    }
+    t.remote_tables_last_change = uint32_t(o.integer("remote_tables_last_change", 0, u32max, 0));
     if (const json* l = o.find("lldp")) {
         object e(*l, o.at("lldp"), {"enabled", "node_enabled"});
         t.lldp_enabled = e.boolean("enabled", true);

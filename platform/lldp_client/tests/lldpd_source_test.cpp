@@ -80,11 +80,13 @@ TEST(Lldpd, OrgDefTlvOuiAndIndexWithinOuiAndSubtype) {
     EXPECT_EQ(idx, (std::vector<uint32_t>{1, 2, 1, 1, 3, 2}));
 }
 
-TEST(Lldpd, TimeMarkHundredthsSinceStartSaturating) {
-    const std::pair<long, uint32_t> cases[] = {{1000, 0}, {999, 0}, {-503, 0},  // before start; lldpctl error
+TEST(Lldpd, TimeMarkHundredthsSinceOriginSaturating) {
+    const std::pair<long, uint32_t> cases[] = {{1000, 0}, {999, 0}, {-503, 0},  // before the origin; lldpctl error
                                                {1001, 100}, {1000 + 42949672, 4294967200u},
                                                {1000 + 42949673, 4294967295u}};
-    for (auto [changed, expected] : cases) EXPECT_EQ(time_mark(changed, 1000), expected) << changed;
+    for (auto [changed, expected] : cases) EXPECT_EQ(time_mark(changed, 100000), expected) << changed;
+    EXPECT_EQ(time_mark(1001, 100030), 70u);  // an origin between two seconds
+    EXPECT_EQ(time_mark(1000, 100030), 0u);
 }
 
 remote_index_map::seen n(uint32_t port, long chassis, const char* who) { return {port, chassis, who}; }
