@@ -86,6 +86,9 @@ int usage_error(const std::string& message) {
 // Returns -1 when options are fine, else the exit status.
 int parse_options(int argc, char** argv, Options* o) {
     std::string error;
+    // Real time marks by default: here they count in the master's sysUpTime
+    // (README, "Time marks").
+    o->common.backend.lldpd_time_marks = true;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         if (a == "-h" || a == "--help") {
