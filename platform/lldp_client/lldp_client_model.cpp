@@ -171,10 +171,20 @@ std::shared_ptr<const view> current_view(int* status) {
     if (last && last->topo == t) return last;
     auto v = build_view(t);
     std::lock_guard lock(s.mutex);
-    if (s.last && s.last->topo == t) return s.last;  // another thread got there first
+    // The source was switched since this operation took it: serve what it
+    // reported, but record nothing (a newer snapshot may be recorded already).
+    if (s.source != mine.source) return v;
+    // Other threads may have recorded a snapshot newer than t meanwhile: ask
+    // again under the lock, so that recorded snapshots only move forward.
+    std::shared_ptr<const topology> now = src->current(nullptr);
+    if (now && now != t) {
+        if (s.last && s.last->topo == now) return s.last;
+        v = build_view(now);
+    }
+    if (s.last && s.last->topo == v->topo) return s.last;  // another thread got there first
     // A different snapshot is served from now on: count the change.
     ++s.generation.data;
-    if (!s.last || !same_neighbors(*s.last->topo, *t)) ++s.generation.neighbors;
+    if (!s.last || !same_neighbors(*s.last->topo, *v->topo)) ++s.generation.neighbors;
     s.last = v;
     s.changes.fetch_add(1, std::memory_order_release);
     return v;

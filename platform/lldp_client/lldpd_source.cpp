@@ -99,6 +99,27 @@ uint32_t time_mark(int64_t changed, int64_t origin) {
     return h > int64_t(UINT32_MAX) ? UINT32_MAX : static_cast<uint32_t>(h);
 }
 
+uint8_t map_admin_status(long lldpd_status, bool receive_only) {
+    // lldpd's LLDPD_RXTX_* values are not in its public headers; measured on 1.0.16.
+    constexpr long tx_only = 1, rx_only = 2, disabled = 3;
+    bool rx = lldpd_status != tx_only && lldpd_status != disabled;
+    bool tx = lldpd_status != rx_only && lldpd_status != disabled && !receive_only;
+    return rx ? (tx ? LLDP_ADMIN_TX_AND_RX : LLDP_ADMIN_RX_ONLY) : (tx ? LLDP_ADMIN_TX_ONLY : LLDP_ADMIN_DISABLED);
+}
+
+uint8_t tlvs_sent(long cap_advertise) {
+    uint8_t always = LLDP_TLV_TX_PORT_DESC | LLDP_TLV_TX_SYS_NAME | LLDP_TLV_TX_SYS_DESC;
+    return cap_advertise == 0 ? always : always | LLDP_TLV_TX_SYS_CAP;
+}
+
+uint64_t counter(long lldpd_value) { return lldpd_value < 0 ? 0 : static_cast<uint64_t>(lldpd_value); }
+
+uint32_t last_change_time(int64_t newest_change, int64_t gone_at, int64_t origin) {
+    int64_t h = std::max(newest_change > 0 ? newest_change * 100 : 0, gone_at) - origin;
+    if (h <= 0) return 0;
+    return h > int64_t(UINT32_MAX) ? UINT32_MAX : static_cast<uint32_t>(h);
+}
+
 std::vector<uint32_t> remote_index_map::assign(const std::vector<seen>& neighbours) {
     constexpr uint32_t max_index = 2147483647u;
     std::vector<uint32_t> out(neighbours.size(), 0);
@@ -331,10 +352,15 @@ private:
     std::shared_ptr<topology> fetch() {
         io_error_.clear();
         origin_ = lldp_client_internal::time_origin_centiseconds();
+        newest_change_ = 0;
         connect_daemon();
         auto t = std::make_shared<topology>();
         t->lldp_enabled = true;  // the daemon answers
         t->node_enabled = true;
+
+        atom_ref config(lldpctl_get_configuration(conn_));
+        if (!config) fail("configuration");
+        read_config(config.get(), *t);
 
         atom_ref chassis(lldpctl_get_local_chassis(conn_));
         if (!chassis) fail("local chassis");
@@ -357,7 +383,43 @@ private:
         size_t i = 0;
         for (port& p : t->ports)
             for (neighbor& n : p.neighbors) n.rem_index = idx[i++];
+        note_removals(*t, seen);
+        t->remote_tables_last_change = last_change_time(newest_change_, gone_at_, origin_);
         return t;
+    }
+
+    // A neighbour of the last fetch missing now, or a port that counts more
+    // removals than then: the neighbours changed, at the latest now.
+    void note_removals(const topology& t, const std::vector<remote_index_map::seen>& seen) {
+        std::set<std::pair<uint32_t, std::string>> present;
+        for (const auto& n : seen) present.insert({n.port, n.identity});
+        std::map<uint32_t, uint64_t> removed;
+        for (const port& p : t.ports) removed[p.port_num] = p.stats.deletes + p.stats.ageouts;
+        bool gone = false;
+        for (const auto& n : present_) gone |= !present.count(n);
+        for (const auto& [num, count] : removed) {
+            auto before = removed_.find(num);
+            gone |= before != removed_.end() && count > before->second;
+        }
+        if (gone) {
+            auto now = std::chrono::system_clock::now().time_since_epoch();
+            gone_at_ = std::chrono::duration_cast<std::chrono::milliseconds>(now).count() / 10;
+        }
+        present_ = std::move(present);
+        removed_ = std::move(removed);
+    }
+
+    void read_config(lldpctl_atom_t* c, topology& t) {
+        // lldpd 1.0.16 gives the interval in whole seconds, rounded up
+        // (lldpctl_k_config_tx_interval_ms has the exact value); it has no
+        // reinit or transmit delay of its own: those stay at the defaults.
+        long interval = lldpctl_atom_get_int(c, lldpctl_k_config_tx_interval);
+        long hold = lldpctl_atom_get_int(c, lldpctl_k_config_tx_hold);
+        if (interval > 0 && interval <= long(UINT32_MAX)) t.config.tx_interval = static_cast<uint32_t>(interval);
+        if (hold > 0 && hold <= long(UINT32_MAX)) t.config.tx_hold = static_cast<uint32_t>(hold);
+        receive_only_ = lldpctl_atom_get_int(c, lldpctl_k_config_receiveonly) > 0;
+        tlvs_tx_ = tlvs_sent(lldpctl_atom_get_int(c, lldpctl_k_config_chassis_cap_advertise));
+        man_addr_tx_ = lldpctl_atom_get_int(c, lldpctl_k_config_chassis_mgmt_advertise) != 0;
     }
 
     static void read_local(lldpctl_atom_t* c, topology& t) {
@@ -382,6 +444,18 @@ private:
         auto id = get_bytes(p, lldpctl_k_port_id);
         lp.port_id = id_text(lp.port_id_subtype, LLDP_PORTID_SUBTYPE_LLADDR, id.data(), id.size());
         lp.port_desc = get_text(p, lldpctl_k_port_descr);
+        lp.admin_status = map_admin_status(lldpctl_atom_get_int(p, lldpctl_k_port_status), receive_only_);
+        lp.notification_enable = false;  // lldpd notifies nobody; the agent may be told to
+        lp.tlvs_tx = tlvs_tx_;
+        lp.man_addr_tx = man_addr_tx_;
+        port_counters& c = lp.stats;  // errors, discarded TLVs and drops: lldpd does not count them
+        c.tx_frames = counter(lldpctl_atom_get_int(p, lldpctl_k_tx_cnt));
+        c.rx_frames = counter(lldpctl_atom_get_int(p, lldpctl_k_rx_cnt));
+        c.rx_frames_discarded = counter(lldpctl_atom_get_int(p, lldpctl_k_rx_discarded_cnt));
+        c.rx_tlvs_unrecognized = counter(lldpctl_atom_get_int(p, lldpctl_k_rx_unrecognized_cnt));
+        c.ageouts = counter(lldpctl_atom_get_int(p, lldpctl_k_ageout_cnt));
+        c.inserts = counter(lldpctl_atom_get_int(p, lldpctl_k_insert_cnt));
+        c.deletes = counter(lldpctl_atom_get_int(p, lldpctl_k_delete_cnt));
 
         atom_ref neighbours(lldpctl_atom_get(p, lldpctl_k_port_neighbors));
         for_each(neighbours.get(), [&](lldpctl_atom_t* n) {
@@ -402,9 +476,11 @@ private:
         t.ports.push_back(std::move(lp));
     }
 
-    neighbor read_neighbour(lldpctl_atom_t* n, lldpctl_atom_t* c) const {
+    neighbor read_neighbour(lldpctl_atom_t* n, lldpctl_atom_t* c) {
         neighbor r;
-        if (opts_.time_marks) r.time_mark = time_mark(lldpctl_atom_get_int(n, lldpctl_k_port_age), origin_);
+        long changed = lldpctl_atom_get_int(n, lldpctl_k_port_age);
+        newest_change_ = std::max<int64_t>(newest_change_, changed);
+        if (opts_.time_marks) r.time_mark = time_mark(changed, origin_);
         r.chassis_id_subtype = get_subtype(c, lldpctl_k_chassis_id_subtype, 0);
         r.chassis_id = get_bytes(c, lldpctl_k_chassis_id);
         r.port_id_subtype = get_subtype(n, lldpctl_k_port_id_subtype, 0);
@@ -438,6 +514,18 @@ private:
     std::chrono::steady_clock::time_point fetched_at_;
     remote_index_map indexes_;
     int64_t origin_ = 0;  // the time origin as this fetch reads it
+    // This fetch's configuration.
+    bool receive_only_ = false;
+    uint8_t tlvs_tx_ = 0;
+    bool man_addr_tx_ = true;
+    // When the neighbours changed: the newest change this fetch saw (seconds
+    // since the epoch), the last fetch that found one gone (hundredths).
+    int64_t newest_change_ = 0;
+    int64_t gone_at_ = 0;
+    // What the last fetch saw: (port, identity) of every neighbour, and each
+    // port's deletes + age-outs.
+    std::set<std::pair<uint32_t, std::string>> present_;
+    std::map<uint32_t, uint64_t> removed_;
 };
 
 }  // namespace

@@ -63,6 +63,27 @@ void number_org_def_tlvs(std::vector<lldp_model::org_def_tlv>& tlvs);
 // origin, saturated at 2^32-1.
 uint32_t time_mark(int64_t changed, int64_t origin);
 
+// lldpd's port status (lldpctl_k_port_status as a number: 1 transmit only,
+// 2 receive only, 3 disabled, 4 both, as lldpd 1.0.16 reports them) as
+// LLDP_ADMIN_*; in receive-only mode (lldpd -r) no port sends.  Anything else
+// reads as lldpd's default, both.
+uint8_t map_admin_status(long lldpd_status, bool receive_only);
+
+// The optional TLVs lldpd sends (LLDP_TLV_TX_*): port description, system
+// name and description always, capabilities unless their advertisement is
+// off (lldpctl_k_config_chassis_cap_advertise 0).
+uint8_t tlvs_sent(long cap_advertise);
+
+// A counter as lldpd gives it; errors (negative) read as 0.
+uint64_t counter(long lldpd_value);
+
+// The remote tables' last change, in hundredths of a second since the time
+// origin (hundredths since the epoch): the later of the newest neighbour
+// change (seconds since the epoch, lldpd's age) and the moment a neighbour
+// was found gone (hundredths since the epoch, 0: never); 0 when not after the
+// origin, saturated at 2^32-1.
+uint32_t last_change_time(int64_t newest_change, int64_t gone_at, int64_t origin);
+
 // Remote indexes.  lldpd's chassis index (lldpcli's "rid") is used where it
 // is unique on the port; a neighbour that shares it with an earlier one on the
 // same port gets a number of its own from 1000000000 up, kept for as long as

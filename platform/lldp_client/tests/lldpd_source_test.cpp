@@ -89,6 +89,40 @@ TEST(Lldpd, TimeMarkHundredthsSinceOriginSaturating) {
     EXPECT_EQ(time_mark(1000, 100030), 0u);
 }
 
+// lldpd's numbers as measured on 1.0.16 (lldpcli "configure ports P lldp status ...").
+TEST(Lldpd, AdminStatusFromPortStatusAndReceiveOnlyMode) {
+    const struct {
+        long lldpd;  // 1 tx-only, 2 rx-only, 3 disabled, 4 rx-and-tx
+        bool receive_only;
+        uint8_t expected;
+    } cases[] = {{1, false, LLDP_ADMIN_TX_ONLY},      {2, false, LLDP_ADMIN_RX_ONLY},
+                 {3, false, LLDP_ADMIN_DISABLED},     {4, false, LLDP_ADMIN_TX_AND_RX},
+                 {4, true, LLDP_ADMIN_RX_ONLY},       {2, true, LLDP_ADMIN_RX_ONLY},
+                 {1, true, LLDP_ADMIN_DISABLED},      {3, true, LLDP_ADMIN_DISABLED},
+                 {LLDPCTL_ERR_NOT_EXIST, false, LLDP_ADMIN_TX_AND_RX}};
+    for (const auto& c : cases)
+        EXPECT_EQ(map_admin_status(c.lldpd, c.receive_only), c.expected) << c.lldpd << " " << c.receive_only;
+    EXPECT_EQ(tlvs_sent(1), 0xF);
+    EXPECT_EQ(tlvs_sent(0), LLDP_TLV_TX_PORT_DESC | LLDP_TLV_TX_SYS_NAME | LLDP_TLV_TX_SYS_DESC);
+    EXPECT_EQ(counter(LLDPCTL_ERR_NOT_EXIST), 0u);
+    EXPECT_EQ(counter(5000000000L), 5000000000u);
+}
+
+TEST(Lldpd, LastChangeIsTheLaterOfNewestChangeAndRemoval) {
+    const struct {
+        int64_t newest, gone_at;
+        uint32_t expected;
+    } cases[] = {{0, 0, 0},               // no neighbours, none gone
+                 {1000, 0, 0},            // changed at the origin
+                 {1002, 0, 200},          // changed after it
+                 {1002, 100250, 250},     // one went later
+                 {1003, 100250, 300},     // one changed later than the other went
+                 {LLDPCTL_ERR_NOT_EXIST, 100001, 1},
+                 {1000 + 42949673, 0, 4294967295u}};
+    for (const auto& c : cases)
+        EXPECT_EQ(last_change_time(c.newest, c.gone_at, 100000), c.expected) << c.newest << " " << c.gone_at;
+}
+
 remote_index_map::seen n(uint32_t port, long chassis, const char* who) { return {port, chassis, who}; }
 
 TEST(Lldpd, RemoteIndexIsChassisIndexWhereUniqueOnThePort) {
