@@ -5,6 +5,7 @@
 #include <net-snmp/net-snmp-includes.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
+#include <errno.h>
 #include <signal.h>
 #include <stdlib.h>
 
@@ -18,6 +19,7 @@
 #include "mib_router.h"
 #include "module_glue.h"
 #include "netsnmp_bridge.h"
+#include "notifications.h"
 
 namespace {
 
@@ -36,18 +38,36 @@ const char* const kUsageHead =
 const char* const kUsageTail =
     "  --agentx-socket ADDR  the master's AgentX address (unix path, or\n"
     "                        tcp:HOST:PORT; default: net-snmp's, /var/agentx/master)\n"
+    "  --notification-interval SECONDS\n"
+    "                        at most one lldpRemTablesChange per SECONDS (5..3600,\n"
+    "                        default 30); also served as lldpNotificationInterval\n"
+    "  --notify              notify neighbour changes on every port (otherwise on\n"
+    "                        the ports the daemon enables notification on)\n"
     "  -f, --foreground      stay in the foreground and log to stderr (otherwise\n"
     "                        detach and log to syslog)\n"
     "  -h, --help            this text\n"
     "\n"
     "SIGTERM or SIGINT stops the module and exits 0.  The master may start later\n"
-    "or restart: the subagent keeps reconnecting.\n";
+    "or restart: the subagent keeps reconnecting.  Notifications go to the master,\n"
+    "which sends them to its trap receivers (trap2sink, trapsess in snmpd.conf).\n";
 
 struct Options {
     mib_router::CommonOptions common;
     std::string agentx_socket;
     bool foreground = false;
+    int32_t notification_interval = 30;
+    bool notify_all_ports = false;
 };
+
+// SECONDS of --notification-interval; false when it is no number in 5..3600.
+bool parse_interval(const std::string& text, int32_t* seconds) {
+    char* end = nullptr;
+    errno = 0;
+    long v = std::strtol(text.c_str(), &end, 10);
+    if (text.empty() || *end != '\0' || errno != 0 || v < 5 || v > 3600) return false;
+    *seconds = static_cast<int32_t>(v);
+    return true;
+}
 
 volatile sig_atomic_t stop_requested = 0;
 
@@ -66,6 +86,9 @@ int usage_error(const std::string& message) {
 // Returns -1 when options are fine, else the exit status.
 int parse_options(int argc, char** argv, Options* o) {
     std::string error;
+    // Real time marks by default: here they count in the master's sysUpTime
+    // (README, "Time marks").
+    o->common.backend.lldpd_time_marks = true;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         if (a == "-h" || a == "--help") {
@@ -83,6 +106,17 @@ int parse_options(int argc, char** argv, Options* o) {
             else if (a != "--agentx-socket")
                 o->agentx_socket = a.substr(std::strlen("--agentx-socket="));
             if (o->agentx_socket.empty()) return usage_error("--agentx-socket needs an address");
+        } else if (a == "--notification-interval" || a.rfind("--notification-interval=", 0) == 0) {
+            std::string v;
+            if (a != "--notification-interval")
+                v = a.substr(std::strlen("--notification-interval="));
+            else if (i + 1 < argc)
+                v = argv[++i];
+            if (!parse_interval(v, &o->notification_interval))
+                return usage_error("--notification-interval needs seconds in 5..3600, got \"" + v +
+                                   "\"");
+        } else if (a == "--notify") {
+            o->notify_all_ports = true;
         } else if (!a.empty() && a[0] == '-') {
             return usage_error("unknown option " + a);
         } else {
@@ -105,6 +139,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     if (opt.common.debug_set) kel_dt_configure(opt.common.debug.c_str());
+    lldpmib_host::set_notification_settings(opt.notification_interval, opt.notify_all_ports);
 
     // A subagent needs no MIB files and keeps no state of its own.
     setenv("MIBS", "", 0);
@@ -141,6 +176,7 @@ int main(int argc, char** argv) {
         return 1;
     }
 
+    lldpmib_host::start_notifications();
     init_snmp(kAppName);
 
     struct sigaction sa {};

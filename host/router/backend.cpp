@@ -15,7 +15,9 @@ const char* const kCommonOptionsHelp =
     "  --lldpd [SOCKET]      read a running lldpd through its control socket\n"
     "                        (also --lldpd=SOCKET; default: lldpd's own socket)\n"
     "  --lldpd-time-marks    with --lldpd: time marks from the neighbours' last\n"
-    "                        changes (default: every time mark 0)\n"
+    "                        changes (lldpmib-agentx's default)\n"
+    "  --lldpd-zero-time-marks\n"
+    "                        with --lldpd: every time mark 0 (lldpmib-walk's default)\n"
     "  --debug FLAGS         module trace flags, as in LLDPMIB_DEBUG (\"all\",\n"
     "                        \"lldp/trace,lldp/verbose\", ...); lines go to stderr\n";
 
@@ -57,8 +59,9 @@ int take_common_option(int argc, char** argv, int* i, CommonOptions* o, std::str
     } else if (names(a, "--lldpd")) {
         o->backend.lldpd = true;
         value_of(argc, argv, i, a, "--lldpd", &o->backend.lldpd_socket);
-    } else if (a == "--lldpd-time-marks") {
-        o->backend.lldpd_time_marks = true;
+    } else if (a == "--lldpd-time-marks" || a == "--lldpd-zero-time-marks") {
+        o->backend.lldpd_time_marks = a == "--lldpd-time-marks";
+        o->backend.lldpd_time_marks_given = true;
     } else if (names(a, "--debug")) {
         if (!value_of(argc, argv, i, a, "--debug", &o->debug)) {
             *error = "--debug needs flags";
@@ -74,8 +77,9 @@ int take_common_option(int argc, char** argv, int* i, CommonOptions* o, std::str
 bool check_common_options(const CommonOptions& o, std::string* error) {
     if (o.backend.lldpd && o.backend.topology_file)
         *error = "--topology and --lldpd exclude each other";
-    else if (o.backend.lldpd_time_marks && !o.backend.lldpd)
-        *error = "--lldpd-time-marks needs --lldpd";
+    else if (o.backend.lldpd_time_marks_given && !o.backend.lldpd)
+        *error = o.backend.lldpd_time_marks ? "--lldpd-time-marks needs --lldpd"
+                                            : "--lldpd-zero-time-marks needs --lldpd";
     else
         return true;
     return false;
@@ -84,7 +88,7 @@ bool check_common_options(const CommonOptions& o, std::string* error) {
 bool use_backend(const BackendChoice& choice, std::string* error) {
     char err[512] = "";
     if (choice.lldpd) {
-        // Time marks stay 0 unless asked for (see the README).
+        // Each program has its default (README, "Time marks").
         const char* sock = choice.lldpd_socket.empty() ? nullptr : choice.lldpd_socket.c_str();
         if (lldp_client_use_lldpd(sock, choice.lldpd_time_marks ? 1 : 0, err, sizeof err) != 0) {
             *error = err[0] ? err : "cannot use lldpd";

@@ -11,6 +11,7 @@ struct BackendChoice {
     bool lldpd = false;                        // a running lldpd instead
     std::string lldpd_socket;                  // empty: lldpd's default socket
     bool lldpd_time_marks = false;             // time marks from lldpd instead of 0
+    bool lldpd_time_marks_given = false;       // said on the command line (either way)
 };
 
 // The options both programs take, parsed alike.

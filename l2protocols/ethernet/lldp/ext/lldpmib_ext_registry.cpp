@@ -74,6 +74,4 @@ void init_lldpmib_ext(void*, int32_t start) {
     if (start != 0) lldpmib_ext_router_type = platform_get_router_type();
 }
 
-int lldpmib_ext_notification_due(time_t, lldpmib_ext_rem_tables_change*) { return 0; }
-
 }  // extern "C"
