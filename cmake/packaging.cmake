@@ -8,7 +8,29 @@
 include(GNUInstallDirs)
 
 set(LLDPMIB_PRIVATE_LIBDIR ${CMAKE_INSTALL_LIBDIR}/lldpmib)
-set(LLDPMIB_LIBRARIES lldpmib lldpmib_ext snmp_agent kel_list kel_dt platform_sys lldp_client platform_fault)
+set(LLDPMIB_LIBRARIES lldpmib lldpmib_ext snmp_agent kel_list kel_dt platform_sys lldp_client
+    platform_fault)
+set(LLDPMIB_MAINTAINER "lldpmib maintainers <maintainers@lldpmib.dev>" CACHE STRING
+    "The package's Maintainer field and changelog signature")
+set(LLDPMIB_VERSION 0.2.0)
+
+# Man pages and the changelog go in gzip-compressed (-n: no name or time
+# stamp, so the package is reproducible).
+function(lldpmib_gzip source output)
+  add_custom_command(OUTPUT ${output} COMMAND gzip -9nc ${source} > ${output}
+                     DEPENDS ${source} VERBATIM)
+endfunction()
+set(_pkg ${PROJECT_BINARY_DIR}/packaging)
+file(MAKE_DIRECTORY ${_pkg})
+set(CPACK_PACKAGE_VERSION ${LLDPMIB_VERSION})
+configure_file(${PROJECT_SOURCE_DIR}/packaging/debian/changelog.in ${_pkg}/changelog @ONLY)
+lldpmib_gzip(${_pkg}/changelog ${_pkg}/changelog.gz)
+lldpmib_gzip(${PROJECT_SOURCE_DIR}/man/lldpmib-walk.1 ${_pkg}/lldpmib-walk.1.gz)
+lldpmib_gzip(${PROJECT_SOURCE_DIR}/man/lldpmib-agentx.8 ${_pkg}/lldpmib-agentx.8.gz)
+add_custom_target(lldpmib_package_docs ALL DEPENDS
+                  ${_pkg}/changelog.gz ${_pkg}/lldpmib-walk.1.gz ${_pkg}/lldpmib-agentx.8.gz)
+install(FILES ${_pkg}/changelog.gz ${PROJECT_SOURCE_DIR}/packaging/debian/copyright
+        DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # Relative to each file's own directory: sbin/ and bin/ are siblings of lib/.
 file(RELATIVE_PATH _lib_from_bin /x/${CMAKE_INSTALL_BINDIR} /x/${LLDPMIB_PRIVATE_LIBDIR})
@@ -19,7 +41,7 @@ set_target_properties(lldpmib-walk PROPERTIES INSTALL_RPATH "\$ORIGIN/${_lib_fro
 install(TARGETS lldpmib-walk RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS ${LLDPMIB_LIBRARIES} LIBRARY DESTINATION ${LLDPMIB_PRIVATE_LIBDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/mibs/LLDP-MIB.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs)
-install(FILES ${PROJECT_SOURCE_DIR}/man/lldpmib-walk.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${_pkg}/lldpmib-walk.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
 if(LLDPMIB_BUILD_HOST)
   # The unit names the program where the package puts it.
@@ -33,27 +55,35 @@ if(LLDPMIB_BUILD_HOST)
           DESTINATION lib/systemd/system)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/lldpmib-agentx.snmpd.conf
           DESTINATION /etc/snmp/snmpd.conf.d RENAME lldpmib-agentx.conf)
-  install(FILES ${PROJECT_SOURCE_DIR}/man/lldpmib-agentx.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+  install(FILES ${_pkg}/lldpmib-agentx.8.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 
   set(CPACK_GENERATOR DEB)
   set(CPACK_PACKAGE_NAME lldpmib)
-  set(CPACK_PACKAGE_VERSION 0.1.0)
-  set(CPACK_PACKAGE_CONTACT "lldpmib maintainers <lldpmib@localhost>")
+  set(CPACK_PACKAGE_CONTACT ${LLDPMIB_MAINTAINER})
   set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "LLDP-MIB for net-snmp: lldpd's neighbours over SNMP")
+  # Lines of at most 80 characters: dpkg shows the text as it is.
   string(CONCAT CPACK_PACKAGE_DESCRIPTION
-      "lldpmib-agentx serves the LLDP-MIB (1.0.8802.1.1.2) as an AgentX subagent of snmpd, "
-      "with the local system, ports and management addresses and the neighbours lldpd has "
-      "learnt. Includes lldpmib-walk, the MIB module file and a systemd unit.")
+      "lldpmib-agentx serves the LLDP-MIB (1.0.8802.1.1.2) as an AgentX subagent\n"
+      "of snmpd: the local system, ports and management addresses, the neighbours\n"
+      "lldpd has learnt, LLDP configuration and statistics, and lldpRemTablesChange\n"
+      "notifications. It runs as an unprivileged, sandboxed system user.\n"
+      "Includes lldpmib-walk, the MIB module file and a systemd unit.")
   set(CPACK_PACKAGING_INSTALL_PREFIX ${LLDPMIB_PACKAGE_PREFIX})
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
   set(CPACK_DEBIAN_PACKAGE_SECTION net)
-  set(CPACK_DEBIAN_PACKAGE_DEPENDS
-      "libsnmp40 (>= 5.9), lldpd (>= 1.0), libc6 (>= 2.34), libstdc++6 (>= 12), libgcc-s1")
+  # Library dependencies from dpkg-shlibdeps (liblldpctl's brings lldpd, the
+  # daemon itself); adduser for the maintainer scripts.
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR})
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "adduser")
   set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "snmpd")
   set(CPACK_DEBIAN_PACKAGE_SUGGESTS "snmp")
   # The snippet under /etc is the administrator's to change.
-  file(WRITE ${PROJECT_BINARY_DIR}/packaging/conffiles "/etc/snmp/snmpd.conf.d/lldpmib-agentx.conf\n")
-  set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/packaging/conffiles)
+  file(WRITE ${_pkg}/conffiles "/etc/snmp/snmpd.conf.d/lldpmib-agentx.conf\n")
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${_pkg}/conffiles
+      ${PROJECT_SOURCE_DIR}/packaging/debian/postinst ${PROJECT_SOURCE_DIR}/packaging/debian/prerm
+      ${PROJECT_SOURCE_DIR}/packaging/debian/postrm)
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
   set(CPACK_STRIP_FILES ON)
   include(CPack)
 endif()

@@ -5,7 +5,7 @@ PACKAGES=(
   build-essential cmake pkg-config clang libclang-rt-14-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   nlohmann-json3-dev libsnmp-dev snmpd snmp
-  lldpd liblldpctl-dev iproute2 procps python3-pytest snmptrapd
+  lldpd liblldpctl-dev iproute2 procps python3-pytest snmptrapd lintian
 )
 missing=()
 for p in "${PACKAGES[@]}"; do

@@ -47,6 +47,12 @@ def stop_process(proc):
             proc.wait()
 
 
+def free_udp_port():
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+        s.bind(("127.0.0.1", 0))
+        return s.getsockname()[1]
+
+
 class Agent:
     """snmpd on 127.0.0.1:<port> and lldpmib-agentx over a private AgentX socket. `access`
     replaces the community lines (keep the read-write community `private`: the start-up
@@ -55,9 +61,7 @@ class Agent:
     def __init__(self, topology=None, args=(), binary=AGENTX, prefix=(),
                  access="rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\n"):
         self.dir = pathlib.Path(tempfile.mkdtemp(prefix="lldpmib-e2e."))
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
-            s.bind(("127.0.0.1", 0))
-            self.port = s.getsockname()[1]
+        self.port = free_udp_port()
         self.socket = self.dir / "agentx.sock"
         self.command = [*prefix, binary, "-f", "--agentx-socket", f"unix:{self.socket}",
                         *(["--topology", topology] if topology else []), *args]

@@ -1,47 +1,156 @@
-"""The Debian package: cpack -G DEB on the build directory, unpacked into a
-scratch root with dpkg-deb -x; its files, dependencies and systemd unit, and its
-agent serving behind an snmpd configured as on Debian plus the package's snippet."""
-import filecmp
+"""The Debian package: cpack -G DEB on the build directory; lintian and systemd's own
+security rating of its unit; its files unpacked with dpkg-deb -x; installed with apt-get,
+its unit's ExecStart run as the unit's user against lldpd and snmpd in a namespace; and
+an SNMPv3 read-only user limited to lldpMIB, as the README shows."""
+import os
+import pathlib
+import re
+import shutil
+import socket
 
-from conftest import BUILD, EXAMPLES, MIBS, Agent, run
+import pytest
+
+from conftest import BUILD, EXAMPLES, LLDP_MIB, MIBS, NO_ANSWER, Agent, free_udp_port, parse_snmp, run, spawn, \
+    stop_process, wait_until
 from reference import walk
+from test_lldpd import NETWORK, Lab
 
 UNIT = "usr/lib/systemd/system/lldpmib-agentx.service"
 SNIPPET = "etc/snmp/snmpd.conf.d/lldpmib-agentx.conf"
 LIBS = ["liblldpmib.so", "liblldpmib_ext.so", "libsnmp_agent.so", "libkel_list.so", "libkel_dt.so",
         "libplatform_sys.so", "liblldp_client.so", "libplatform_fault.so"]
 FILES = sorted(["usr/sbin/lldpmib-agentx", "usr/bin/lldpmib-walk", "usr/share/snmp/mibs/LLDP-MIB.txt",
-                UNIT, SNIPPET, "usr/share/man/man8/lldpmib-agentx.8",
-                "usr/share/man/man1/lldpmib-walk.1", *(f"usr/lib/lldpmib/{lib}" for lib in LIBS)])
+                UNIT, SNIPPET, "usr/share/man/man8/lldpmib-agentx.8.gz",
+                "usr/share/man/man1/lldpmib-walk.1.gz", "usr/share/doc/lldpmib/changelog.gz",
+                "usr/share/doc/lldpmib/copyright", *(f"usr/lib/lldpmib/{lib}" for lib in LIBS)])
+USER = "_lldpmib"
 
 
-def test_package_files_unit_and_unpacked_agent(tmp_path):
+@pytest.fixture(scope="module")
+def deb(tmp_path_factory):
     # The build directory is up to date: cpack's preinstall step only checks it.
-    r = run("cpack", "-G", "DEB", "--config", BUILD / "CPackConfig.cmake", "-B", tmp_path, timeout=600)
+    out = tmp_path_factory.mktemp("package")
+    r = run("cpack", "-G", "DEB", "--config", BUILD / "CPackConfig.cmake", "-B", out, timeout=600)
     assert r.returncode == 0, r.stdout + r.stderr
-    (deb,) = tmp_path.glob("*.deb")
+    (deb,) = out.glob("*.deb")
+    return deb
+
+
+def test_package_is_lintian_clean_with_a_hardened_unit(deb, tmp_path):
+    r = run("lintian", "--tag-display-limit", "0", deb, timeout=300)
+    print("lintian:", r.stdout.strip() or "no tags")
+    assert r.returncode == 0 and not re.search(r"^[EW]: ", r.stdout, re.M), r.stdout + r.stderr
     root = tmp_path / "root"
     run("dpkg-deb", "-x", deb, root, check=True)
     assert sorted(str(p.relative_to(root)) for p in root.rglob("*") if not p.is_dir()) == FILES
-    assert filecmp.cmp(root / "usr/share/snmp/mibs/LLDP-MIB.txt", MIBS / "LLDP-MIB.txt", shallow=False)
-    r = run(root / "usr/bin/lldpmib-walk", "--help")
-    assert r.returncode == 0 and r.stdout.startswith("Usage: "), r.stderr
-    depends = run("dpkg-deb", "-f", deb, "Depends").stdout.strip().split(", ")
-    assert {"libsnmp40", "lldpd"} <= {d.split()[0] for d in depends}
-    unit = (root / UNIT).read_text()
-    for line in ("After=snmpd.service lldpd.service", "Wants=snmpd.service lldpd.service",
-                 "ExecStart=/usr/sbin/lldpmib-agentx -f --lldpd", "Restart=on-failure",
-                 "WantedBy=multi-user.target"):
-        assert line in unit.splitlines(), unit
-    # The program is in the scratch root, not in /usr: point a copy there.
-    copy = tmp_path / "lldpmib-agentx.service"
-    copy.write_text(unit.replace("=/usr/sbin/", f"={root}/usr/sbin/"))
-    r = run("systemd-analyze", "verify", "--man=no", copy)
+    assert (root / "usr/share/snmp/mibs/LLDP-MIB.txt").read_bytes() == (MIBS / "LLDP-MIB.txt").read_bytes()
+    depends = {d.split()[0] for d in run("dpkg-deb", "-f", deb, "Depends").stdout.strip().split(", ")}
+    assert {"libsnmp40", "lldpd", "adduser"} <= depends, depends
+    # The program is in the scratch root, not in /usr: point a copy of the unit there.
+    unit = tmp_path / "lldpmib-agentx.service"
+    unit.write_text((root / UNIT).read_text().replace("=/usr/sbin/", f"={root}/usr/sbin/"))
+    r = run("systemd-analyze", "verify", "--man=no", unit)
     assert r.returncode == 0 and r.stderr == "", r.stderr
-    # The agent behind snmpd: the community sees only Debian's default view, as on an
-    # installed system; the snippet adds lldpMIB to it. Without it the community sees nothing.
-    debian = "rocommunity public 127.0.0.1 -V systemonly\nview systemonly included .1.3.6.1.2.1.1\n"
-    for snippet in (f"includeFile {root / SNIPPET}\n", ""):
-        with Agent(binary=root / "usr/sbin/lldpmib-agentx",
-                   access=debian + snippet + "rwcommunity private 127.0.0.1\n") as a:
-            assert a.walk() == (walk(EXAMPLES / "default.json") if snippet else [])
+    r = run("systemd-analyze", "security", "--offline=true", "--no-pager", unit)
+    exposure = re.search(r"Overall exposure level for \S+: ([\d.]+)", r.stdout)
+    print("systemd-analyze security:", exposure and exposure.group(0))
+    assert exposure and float(exposure.group(1)) <= 2.0, r.stdout[-3000:]
+
+
+@pytest.fixture
+def installed(deb):
+    if os.geteuid() != 0 or not shutil.which("apt-get"):
+        pytest.skip("needs root and apt-get")
+    r = run("apt-get", "install", "-y", "-q", "--no-install-recommends", deb, timeout=600,
+            env=dict(os.environ, DEBIAN_FRONTEND="noninteractive"))
+    assert r.returncode == 0, r.stdout[-2000:] + r.stderr
+    try:
+        yield
+    finally:
+        run("apt-get", "purge", "-y", "-q", "lldpmib", timeout=300)
+
+
+def test_installed_unit_command_serves_lldpd_as_its_user(installed, tmp_path):
+    """apt-get resolves the dependencies and the maintainer script makes the user; the
+    unit's ExecStart, run as that user with its groups, reaches lldpd's default socket and
+    snmpd's default AgentX socket (opened to it by the packaged snippet) and nothing else."""
+    groups = run("id", "-nG", USER).stdout.split()
+    assert {USER, "_lldpd"} <= set(groups), groups
+    unit = pathlib.Path("/", UNIT).read_text()
+    command = re.search(r"^ExecStart=(.+)$", unit, re.M).group(1).split()
+    as_user = ["setpriv", f"--reuid={USER}", f"--regid={USER}", "--init-groups", "--"]
+    for denied in (["ls", "/root"], ["touch", "/etc/lldpmib-probe"], ["touch", "/usr/lib/lldpmib/probe"],
+                   ["touch", "/var/lib/lldpmib-probe"]):
+        assert run(*as_user, *denied).returncode != 0, denied
+    for default in ("/run/lldpd.socket", "/var/agentx/master"):
+        if listening(default):
+            pytest.skip(f"{default} is in use on this machine")
+        if os.path.lexists(default):
+            os.unlink(default)  # left by a daemon that is gone
+    lab = Lab()
+    try:
+        assert run("sh", "-e", "-c", NETWORK, env=dict(os.environ, T=lab.tag)).returncode == 0
+        for host in ("router", "alpha"):
+            lab.start(host)
+        os.symlink(lab.sock["router"], "/run/lldpd.socket")
+        state = tmp_path / "state"
+        state.mkdir()
+        env = dict(os.environ, SNMP_PERSISTENT_DIR=str(state), MIBS="")
+        port = free_udp_port()
+        (tmp_path / "snmpd.conf").write_text(
+            # Debian's community lines: "public" sees the view systemonly, which the
+            # snippet extends by lldpMIB alone.
+            f"agentAddress udp:127.0.0.1:{port}\nrocommunity public 127.0.0.1 -V systemonly\n"
+            "view systemonly included .1.3.6.1.2.1.1\nview systemonly included .1.3.6.1.2.1.25.1\n"
+            f"includeFile /{SNIPPET}\n[snmp] persistentDir {state}\n[snmp] mibs :\n")
+        snmpd = spawn(["snmpd", "-f", "-I", "-smux", "-C", "-c", tmp_path / "snmpd.conf",
+                       "-Lf", tmp_path / "snmpd.log"], tmp_path / "snmpd.out", env=env)
+        agent = None
+        try:
+            assert wait_until(lambda: os.path.exists("/var/agentx/master"), 10), (tmp_path / "snmpd.log").read_text()
+            agent = spawn(["ip", "netns", "exec", lab.ns["router"], *as_user, *command],
+                          tmp_path / "agent.log", env=env)
+            names = {"alpha"}
+
+            def public_walk(root):
+                r = run("snmpwalk", "-v2c", "-c", "public", "-On", "-Ox", f"127.0.0.1:{port}", root, env=env)
+                return [l for l in parse_snmp(r.stdout) if l.split()[1] not in NO_ANSWER]
+
+            def served_names():
+                return {bytes.fromhex(l.split(" ", 2)[2]).decode() for l in public_walk(LLDP_MIB + ".1.4.1.1.9")}
+            lab.wait_neighbours(names)
+            assert wait_until(lambda: served_names() == names, 20, 0.5), (tmp_path / "agent.log").read_text()
+            assert agent.poll() is None
+            assert public_walk("1.3.6.1.2.1.2") == [] and public_walk("1.3.6.1.2.1.1.5")
+        finally:
+            stop_process(agent)
+            stop_process(snmpd)
+    finally:
+        if os.path.islink("/run/lldpd.socket"):
+            os.unlink("/run/lldpd.socket")
+        lab.close()
+
+
+def test_snmpv3_user_reads_lldpmib_only():
+    """authPriv with SHA and AES, a view of lldpMIB alone (the README's lines)."""
+    v3 = ('createUser lldpmon SHA "lldpmon-auth-pass" AES "lldpmon-priv-pass"\n'
+          "view lldponly included .1.0.8802.1.1.2\nrouser -s usm lldpmon authpriv -V lldponly\n"
+          "rwcommunity private 127.0.0.1\n")
+    with Agent(access=v3) as a:
+        def v3walk(root):
+            r = run("snmpbulkwalk", "-v3", "-l", "authPriv", "-u", "lldpmon", "-a", "SHA", "-A",
+                    "lldpmon-auth-pass", "-x", "AES", "-X", "lldpmon-priv-pass", "-On", "-Ox", "-Oe",
+                    f"127.0.0.1:{a.port}", root, env=a.env)
+            assert r.returncode == 0, r.stderr
+            return [l for l in parse_snmp(r.stdout) if not l.endswith(("NOSUCHOBJECT", "ENDOFMIBVIEW"))]
+        assert v3walk(LLDP_MIB) == walk(EXAMPLES / "default.json")
+        assert v3walk("1.3.6.1.2.1.1") == []
+        r = run("snmpget", "-v3", "-l", "authPriv", "-u", "lldpmon", "-a", "SHA", "-A", "wrong-pass-phrase",
+                "-x", "AES", "-X", "lldpmon-priv-pass", "-r", "0", f"127.0.0.1:{a.port}", LLDP_MIB + ".1.3.1.0",
+                env=a.env)
+        assert r.returncode != 0
+
+
+def listening(path):
+    with socket.socket(socket.AF_UNIX) as s:
+        return s.connect_ex(path) == 0
