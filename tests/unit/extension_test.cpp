@@ -69,8 +69,7 @@ TEST(ExtensionRegistry, ExportsTheHostsNamesOnlyAndListsTheExtensionObjects) {
     EXPECT_EQ(6u, routine_of.size());
 }
 
-const mib_router::Oid kTxFramesPort1 = lldp("1.2.6.1.2.1"), kInserts = lldp("1.2.2.0"),
-                      kNotifyPort1 = lldp("1.1.6.1.3.1"), kNotifyPort2 = lldp("1.1.6.1.3.2"),
+const mib_router::Oid kNotifyPort1 = lldp("1.1.6.1.3.1"), kNotifyPort2 = lldp("1.1.6.1.3.2"),
                       kInterval = lldp("1.1.5.0");
 
 std::string get(const mib_router::Oid& name) {
@@ -78,33 +77,10 @@ std::string get(const mib_router::Oid& name) {
     return lldpmib_router().get(name, &b) == mib_router::GetResult::Found ? mib_router::format(b) : "none";
 }
 
-const char* topology(int tx_frames) {
-    static std::string text;
-    text = R"({"local": {"chassis_id": "r1"}, "ports": [
-                {"port_num": 1, "port_id": "a", "notification_enable": true,
-                 "statistics": {"tx_frames": )" + std::to_string(tx_frames) + R"(, "inserts": 7}},
-                {"port_num": 2, "port_id": "b", "statistics": {"inserts": 5}}]})";
-    return text.c_str();
-}
-
-// A snapshot is reused for about a second from its fetch, however often it
-// is asked meanwhile; a changed daemon shows at the latest two seconds on.
-TEST(ExtensionSnapshot, ReusedForASecondFromItsFetchNotFromItsLastUse) {
-    ServedModule served(topology(10));
-    advance_clock(10);
-    EXPECT_EQ(mib_router::to_text(kTxFramesPort1) + " COUNTER32 10", get(kTxFramesPort1));
-    use_topology(topology(11));
-    EXPECT_EQ(mib_router::to_text(kTxFramesPort1) + " COUNTER32 10", get(kTxFramesPort1)) << "same second";
-    advance_clock(1);
-    EXPECT_EQ(mib_router::to_text(kTxFramesPort1) + " COUNTER32 10", get(kTxFramesPort1)) << "a second on";
-    advance_clock(1);
-    EXPECT_EQ(mib_router::to_text(kTxFramesPort1) + " COUNTER32 11", get(kTxFramesPort1))
-        << "kept alive by use";
-    EXPECT_EQ(mib_router::to_text(kInserts) + " GAUGE32 12", get(kInserts));
-}
-
 TEST(ExtensionSettings, NotificationIntervalAndNotifyAllPorts) {
-    ServedModule served(topology(1));
+    ServedModule served(R"({"local": {"chassis_id": "r1"}, "ports": [
+                              {"port_num": 1, "port_id": "a", "notification_enable": true},
+                              {"port_num": 2, "port_id": "b"}]})");
     EXPECT_EQ(mib_router::to_text(kInterval) + " INTEGER 30", get(kInterval)) << "default";
     for (int32_t bad : {4, 3601, -1}) EXPECT_NE(0, lldpmib_ext_set_notification_interval(bad)) << bad;
     EXPECT_EQ(0, lldpmib_ext_set_notification_interval(3600));

@@ -1,4 +1,4 @@
-// What every table of the module shares, one body per property over a traits
+// What every table of the module and the extension library shares, one body per property over a traits
 // struct per table, on examples/default.json with expected values from the
 // reference: nothing served when the enable check fails, and a change shows
 // within the second however often the table is read.  (Failing client calls
@@ -20,6 +20,13 @@ struct Remote {      static constexpr const char* column = "1.4.1.1.9";  static 
 struct RemoteMa {    static constexpr const char* column = "1.4.2.1.4";  static constexpr bool keeps = true; };
 struct UnknownTlv {  static constexpr const char* column = "1.4.3.1.2";  static constexpr bool keeps = true; };
 struct OrgDef {      static constexpr const char* column = "1.4.4.1.4";  static constexpr bool keeps = true; };
+// The extension library's tables.
+struct Config {      static constexpr const char* column = "1.1.1";      static constexpr bool keeps = true; };
+struct PortConfig {  static constexpr const char* column = "1.1.6.1.2";  static constexpr bool keeps = true; };
+struct ConfigMa {    static constexpr const char* column = "1.1.7.1.1";  static constexpr bool keeps = true; };
+struct Stats {       static constexpr const char* column = "1.2.1";      static constexpr bool keeps = true; };
+struct TxPort {      static constexpr const char* column = "1.2.6.1.2";  static constexpr bool keeps = true; };
+struct RxPort {      static constexpr const char* column = "1.2.7.1.4";  static constexpr bool keeps = true; };
 // clang-format on
 
 // The first binding of the column (GET-NEXT from the column), as text.
@@ -40,7 +47,8 @@ protected:
     std::string topo = read_example("default.json");
 };
 
-using Tables = ::testing::Types<LocalSystem, LocalPort, LocalMa, Remote, RemoteMa, UnknownTlv, OrgDef>;
+using Tables = ::testing::Types<LocalSystem, LocalPort, LocalMa, Remote, RemoteMa, UnknownTlv, OrgDef,
+                                Config, PortConfig, ConfigMa, Stats, TxPort, RxPort>;
 TYPED_TEST_SUITE(TableProperty, Tables);
 
 // Which router types serve with LLDP off is the model-based test's business;

@@ -1,6 +1,7 @@
 // The one snapshot of what the client gave (configuration, port records,
-// remote-table counters, local management addresses), reused for about a
-// second from when it was fetched, whatever asks in between.
+// remote-table counters, local management addresses), reused while the
+// freshness rule the module's snapshots follow allows, whatever asks in
+// between.
 #include <errno.h>
 #include <pthread.h>
 #include <string.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 
 #include "lldpmib_enable.h"
+#include "lldpmib_freshness.h"
 #include "lldpmib_ext_internal.h"
 #include "platform_sys.h"
 
@@ -18,7 +20,7 @@ namespace {
 pthread_mutex_t data_mutex = PTHREAD_MUTEX_INITIALIZER;
 lldpmib_ext_data data;
 bool fetched = false;
-time_t fetched_at = 0;
+lldpmib_data_stamp fetched_stamp;
 
 int collect_port(void* record, void* context, void*) {
     static_cast<std::vector<lldp_port_stats>*>(context)->push_back(
@@ -108,13 +110,11 @@ const lldpmib_ext_data* lldpmib_ext_data_lock(void) {
     if (!lldpmib_lldp_served(lldpmib_lldp_state_of(lldpmib_ext_router_type, &status)))
         return nullptr;
     pthread_mutex_lock(&data_mutex);
-    time_t now = platform_time(nullptr);
-    // Counted from the fetch, not from the last use: a manager polling
-    // faster than once a second still sees fresh counters.
-    if (!fetched || now - fetched_at > 1 || now < fetched_at) {
+    lldpmib_data_stamp now = lldpmib_data_stamp_now();
+    if (!fetched || !lldpmib_data_fresh(&fetched_stamp, &now)) {
         fetch(&data);
         fetched = true;
-        fetched_at = now;
+        fetched_stamp = now;
     }
     return &data;
 }

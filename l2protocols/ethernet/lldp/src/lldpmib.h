@@ -8,6 +8,7 @@
 #include "kel_dt.h"
 #include "kel_list.h"
 #include "lldp_client.h"
+#include "lldpmib_freshness.h"
 #include "platform_sys.h"
 #include "snmp_agent.h"
 
@@ -126,14 +127,10 @@ typedef struct lldpmib_snapshot_kind {
 // One table's snapshot: the list of copies and its bookkeeping.
 typedef struct lldpmib_snapshot {
     kel_list_handle list;
-    time_t fetched_at;       // when its data was fetched (the list made)
-    uint32_t total_entries;  // what decides a purge (per table)
-    uint32_t entry_count;    // rows served for the last column
-    uint32_t neighbors;      // neighbours counted by iterations (TLV tables)
-    // The client's data change count read before the data was fetched, when
-    // the client could tell it.
-    uint32_t generation;
-    uint8_t generation_known;
+    lldpmib_data_stamp fetched;  // when its data was fetched (the list made)
+    uint32_t total_entries;      // what decides a purge (per table)
+    uint32_t entry_count;        // rows served for the last column
+    uint32_t neighbors;          // neighbours counted by iterations (TLV tables)
 } lldpmib_snapshot;
 
 // Validity at the start of a lookup: a list not live resets the counters
@@ -142,7 +139,7 @@ typedef struct lldpmib_snapshot {
 // the snapshot can be used.
 int lldpmib_snapshot_usable(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
                             const char* fn);
-// Creates the list and stamps the time of its data; on failure writes
+// Creates the list (the lookup before stamped its data); on failure writes
 // create_failed_line.  0 on success.
 int lldpmib_snapshot_create(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
                             const char* fn);

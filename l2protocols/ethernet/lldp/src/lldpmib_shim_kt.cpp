@@ -298,39 +298,22 @@ static void lldpmib_snapshot_reset_counters(lldpmib_snapshot* s) {
     s->neighbors = 0;
 }
 
-// The client's data change count, read at every lookup of a snapshot table.
-// A client that cannot tell (any failure, ENOSYS included) changes nothing:
-// the age bound alone applies.
-static void lldpmib_read_generation(uint32_t* data, uint8_t* known) {
-    lldp_client_generation g;
-    *known = lldp_client_get_generation(&g) == 0;
-    *data = *known ? g.data : 0;
-}
-
-// A snapshot answers only within the second its data was fetched, however
-// often it is used, so no answer comes from data a second old or more; and
-// not at all once the client reports that its data changed since.  The
-// change count stamped on a rebuilt snapshot is the one read before its
-// fetch, so a change during the fetch only costs the next lookup a rebuild.
+// The shared freshness rule decides; the data stamp taken here, before a
+// rebuild's fetch, is the rebuilt snapshot's.
 int lldpmib_snapshot_usable(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
                             const char* fn) {
-    uint32_t generation;
-    uint8_t known;
-    lldpmib_read_generation(&generation, &known);
+    lldpmib_data_stamp now = lldpmib_data_stamp_now();
     if (!kel_list_is_valid(s->list)) {
         lldpmib_snapshot_reset_counters(s);
-        s->generation = generation;
-        s->generation_known = known;
+        s->fetched = now;
         LLDPMIB_EMIT(LLDP_ROW_VERBOSE, kind->reset_line, fn);
         return 0;
     }
-    bool changed = known && s->generation_known && generation != s->generation;
-    if (platform_time(nullptr) == s->fetched_at && !changed) return 1;
+    if (lldpmib_data_fresh(&s->fetched, &now)) return 1;
     kind->destroy_list(s->list);
     s->list = nullptr;
     lldpmib_snapshot_reset_counters(s);
-    s->generation = generation;
-    s->generation_known = known;
+    s->fetched = now;
     LLDPMIB_EMIT(LLDP_ROW_VERBOSE, kind->expired_line, fn);
     return 0;
 }
@@ -341,10 +324,7 @@ extern "C" {
 
 int lldpmib_snapshot_create(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
                             const char* fn) {
-    if (kel_list_create(&s->list, 0, kind->list_name, 2, 0) == 0) {
-        s->fetched_at = platform_time(nullptr);
-        return 0;
-    }
+    if (kel_list_create(&s->list, 0, kind->list_name, 2, 0) == 0) return 0;
     s->list = nullptr;
     LLDPMIB_EMIT(LLDP_ROW_MIB, kind->create_failed_line, fn);
     return 1;
