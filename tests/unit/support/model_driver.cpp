@@ -263,8 +263,7 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
         RefOid got_name;
         const bool get = q.kind == ModelRequest::Get;
         const std::string got = answer(get, asked, &got_name);
-        const std::string want = ref_answer(get, asked, data[current]->mib);
-        bool right = got == want;
+        bool right = false;  // some version served in this second answers so (the current one is)
         for (size_t v = 0; v < data.size() && !right; ++v)
             right = served_until[v] == now && got == ref_answer(get, asked, data[v]->mib);
         if (q.kind == ModelRequest::Walk) cursor[m] = mib_router::is_prefix(q.name, got_name) ? got_name : RefOid{};
@@ -275,7 +274,9 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
             out = {false, i, "request " + std::to_string(i + 1) + " (" + request_text(q) + "): " + why, out.asked};
             line += "   <== " + why;
         };
-        if (!right) fail("asked " + mib_router::to_text(asked) + ", got " + got + ", want " + want);
+        if (!right)
+            fail("asked " + mib_router::to_text(asked) + ", got " + got + ", want " +
+                 ref_answer(get, asked, data[current]->mib));
         const std::array<int64_t, 3> live = live_copies();
         for (int k = 0; k < 3 && out.ok; ++k)
             if (live[k] - base[k] > most[k])
@@ -307,8 +308,8 @@ static ModelCase shrink_case(const ModelCase& original, const RefTopology& ref) 
     // Walk steps become the GET-NEXT they made, so that they can go alone.
     ModelCase nexts = best;
     for (size_t i = 0; i < nexts.size(); ++i) {
-        ModelRequest& q = nexts[i];
-        if (q.kind == ModelRequest::Walk) q = {ModelRequest::Next, q.manager, q.clock_step, o.asked[i]};
+        ModelRequest& q = nexts[i];  // the version served stays
+        if (q.kind == ModelRequest::Walk) q.kind = ModelRequest::Next, q.name = o.asked[i];
     }
     try_case(nexts);
     // Then runs of requests, halving their length.
