@@ -85,7 +85,9 @@ TEST_F(RobustnessTest, EveryOperationFailedAtEveryCall) {
     ops.erase("platform_set_fake_time");  // the test's own instrument
     for (const char* op : {"lldp_client_iter_ne", "lldp_client_copy_neighbor_td", "lldp_client_iter_intf_running",
                            "lldp_client_get_next_if_local_ma", "lldp_client_get_local_system_data",
-                           "kel_list_create", "kel_list_insert", "MakeVarBind", "InstToInt"})
+                           "lldp_client_get_config", "lldp_client_iter_port_stats", "lldp_client_get_remote_stats",
+                           "lldp_client_get_generation", "kel_list_create", "kel_list_insert", "MakeVarBind",
+                           "InstToInt"})
         ASSERT_TRUE(ops.count(op)) << op << " not seen in a walk";
 
     size_t runs = 0, shortened = 0;
