@@ -1,9 +1,11 @@
 // When lldpRemTablesChange is due: the extension library's decision, with a
-// fake clock and the topology model as the daemon.  Expected counter values
-// are the sums of the topology's own port counters.
+// fake clock and the topology model as the daemon.  When due, its values must
+// be the sums of the topology's own port counters.
 #include <errno.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -21,6 +23,7 @@ struct Port {
     bool notifies;
     uint32_t inserts = 0, deletes = 0, drops = 0, ageouts = 0;
     int neighbours = 0;
+    std::string name = "a";  // its neighbours' system name
 };
 
 class NotificationTest : public ::testing::Test {
@@ -45,106 +48,64 @@ protected:
     void load() {
         nlohmann::json doc = {{"local", {{"chassis_id", "0011.2233.4455"}}}, {"ports", nlohmann::json::array()}};
         for (const Port& p : ports) {
-            nlohmann::json neighbours = nlohmann::json::array();
+            auto& port = doc["ports"].emplace_back(nlohmann::json{
+                {"port_num", p.num}, {"port_id", "p"}, {"notification_enable", p.notifies},
+                {"neighbors", nlohmann::json::array()},
+                {"statistics",
+                 {{"inserts", p.inserts}, {"deletes", p.deletes}, {"drops", p.drops}, {"ageouts", p.ageouts}}}});
             for (int i = 1; i <= p.neighbours; ++i)
-                neighbours.push_back({{"rem_index", i}, {"chassis_id", "n" + std::to_string(i)},
-                                      {"port_id", "eth0"}});
-            doc["ports"].push_back({{"port_num", p.num}, {"port_id", "p" + std::to_string(p.num)},
-                                    {"notification_enable", p.notifies},
-                                    {"statistics", {{"inserts", p.inserts}, {"deletes", p.deletes},
-                                                    {"drops", p.drops}, {"ageouts", p.ageouts}}},
-                                    {"neighbors", neighbours}});
+                port["neighbors"].push_back(
+                    {{"rem_index", i}, {"chassis_id", "c"}, {"port_id", "p"}, {"sys_name", p.name}});
         }
         char err[256];
         ASSERT_EQ(0, lldp_client_use_topology_text(doc.dump().c_str(), "test", err, sizeof err)) << err;
     }
 
-    // The notification's values as the topology gives them.
-    lldpmib_ext_rem_tables_change sums() const {
-        lldpmib_ext_rem_tables_change s{};
-        for (const Port& p : ports) {
-            s.inserts += p.inserts, s.deletes += p.deletes, s.drops += p.drops, s.ageouts += p.ageouts;
-        }
-        return s;
-    }
-
     // Due at time now?  When due, the values must be the topology's sums.
     bool due(time_t now) {
-        lldpmib_ext_rem_tables_change out{};
+        lldpmib_ext_rem_tables_change out{}, want{};
         if (!lldpmib_ext_notification_due(now, &out)) return false;
-        auto want = sums();
-        EXPECT_EQ(want.inserts, out.inserts);
-        EXPECT_EQ(want.deletes, out.deletes);
-        EXPECT_EQ(want.drops, out.drops);
-        EXPECT_EQ(want.ageouts, out.ageouts);
+        for (const Port& p : ports)
+            want.inserts += p.inserts, want.deletes += p.deletes, want.drops += p.drops, want.ageouts += p.ageouts;
+        EXPECT_EQ(0, std::memcmp(&want, &out, sizeof out));
         return true;
     }
 };
 
 // Which changes count: counters of a notifying port, and the neighbours while
-// any port notifies; the first look only takes the baseline.
-TEST_F(NotificationTest, ChangesThatCount) {
-    EXPECT_FALSE(due(100)) << "the first look only records the baseline";
-    EXPECT_FALSE(due(101));
-
-    ports[1].drops = 7;  // port 2 does not notify
-    load();
-    EXPECT_FALSE(due(110));
-
-    time_t now = 200;  // steps wider than the interval
-    for (uint32_t Port::*counter : {&Port::inserts, &Port::deletes, &Port::drops, &Port::ageouts}) {
-        ports[0].*counter += 1;
+// any port notifies.  At most one per interval (5 s here): a change inside it
+// is held and sent once it has passed, with the counters of that moment.
+TEST_F(NotificationTest, WhichChangesCountAndOnePerInterval) {
+    Port &p1 = ports[0], &p2 = ports[1];
+    const struct {
+        time_t now;
+        std::function<void()> change;  // the topology is served again after it
+        bool due;
+        const char* what;
+    } steps[] = {{100, [] {}, false, "the first look only records the baseline"},
+                 {110, [&] { p2.drops = 7; }, false, "a counter of port 2, which does not notify"},
+                 {120, [&] { p1.inserts++; }, true, "inserts"},
+                 {130, [] {}, false, "nothing changed since"},
+                 {140, [&] { p1.deletes++; }, true, "deletes"},
+                 {150, [&] { p1.drops++; }, true, "drops"},
+                 {160, [&] { p1.ageouts++; }, true, "ageouts"},
+                 {170, [&] { p2.neighbours = 2; }, true, "a neighbour on the silent port"},
+                 {180, [&] { p2.name = "b"; }, true, "its neighbours renamed"},
+                 {181, [&] { p1.inserts++; }, false, "inside the interval: held"},
+                 {184, [&] { p1.deletes++; }, false, "another change while held"},
+                 {185, [] {}, true, "the interval has passed: one for both"},
+                 {200, [] {}, false, "nothing since"},
+                 {201, [&] { p2.neighbours = 0; }, true, "a change long after the last one goes at once"},
+                 {300, [&] { p1.notifies = false, p2.neighbours = 1, p1.inserts += 5; }, false, "no port notifies"},
+                 {310, [&] { lldpmib_ext_set_notify_all_ports(1), p2.ageouts++; }, true, "every port notifies"}};
+    for (const auto& s : steps) {
+        s.change();
         load();
-        EXPECT_TRUE(due(now += 10));
-        EXPECT_FALSE(due(now += 10)) << "nothing changed since";
+        EXPECT_EQ(s.due, due(s.now)) << s.now << ": " << s.what;
     }
-
-    ports[1].neighbours = 2;  // a neighbour on the silent port, counters unchanged
-    load();
-    EXPECT_TRUE(due(400)) << "the neighbours changed while port 1 notifies";
-
-    ports[0].notifies = false;
-    load();
-    EXPECT_FALSE(due(500));
-    ports[1].neighbours = 0;
-    ports[0].inserts += 5;
-    load();
-    EXPECT_FALSE(due(510)) << "no port notifies";
-
-    lldpmib_ext_set_notify_all_ports(1);
-    ports[1].ageouts += 1;
-    load();
-    EXPECT_TRUE(due(520)) << "every port notifies";
 }
 
-// At most one per interval: a change inside it is held and sent once it has
-// passed, with the counters of that moment.
-TEST_F(NotificationTest, OnePerInterval) {
-    EXPECT_EQ(-1, lldpmib_ext_set_notification_interval(4));
-    EXPECT_EQ(-1, lldpmib_ext_set_notification_interval(3601));
-    EXPECT_EQ(0, lldpmib_ext_set_notification_interval(3600));
-    EXPECT_EQ(3600, lldpmib_ext_notification_interval());
-    EXPECT_EQ(0, lldpmib_ext_set_notification_interval(5));
-
-    EXPECT_FALSE(due(1000));
-    ports[0].inserts += 1;
-    load();
-    EXPECT_TRUE(due(1001));
-    ports[0].inserts += 1;
-    load();
-    for (time_t t = 1002; t < 1006; ++t) EXPECT_FALSE(due(t)) << t;
-    ports[0].deletes += 1;  // another change while held: still one notification
-    load();
-    EXPECT_TRUE(due(1006));
-    EXPECT_FALSE(due(1020));
-
-    ports[1].neighbours = 3;
-    load();
-    EXPECT_TRUE(due(1021)) << "a change long after the last one goes at once";
-}
-
-// While the daemon cannot be asked nothing is sent and no change is lost;
-// the state outlives whatever the host does in between.
+// While the daemon cannot be asked nothing is sent and no change is lost.
 TEST_F(NotificationTest, FailingDaemon) {
     platform_fault_fail_always("lldp_client_iter_port_stats", EIO);
     EXPECT_FALSE(due(10)) << "a failed first look takes no baseline";
