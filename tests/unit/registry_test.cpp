@@ -1,68 +1,128 @@
-// The registry data, the debug flags and the method-routine frame.
+// The registry data of the module and of the extension library, the
+// extension's settings, the debug flags and the method-routine frame.
 #include <gmock/gmock.h>
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "lldpmib_ext.h"
 #include "module_fixture.h"
 
 using lldpmib_test::ModuleTest;
+using lldpmib_test::lldp;
 
 namespace {
 
-// The shipped library, loaded on its own: the names the agent finds in it.
-void* library() {
+// The shipped libraries, each loaded on its own: the names the agent finds in them.
+void* module_library() {
     static void* so = dlopen(LLDPMIB_LIBRARY, RTLD_NOW | RTLD_LOCAL);
     return so;
 }
+void* ext_library() {
+    static void* so = dlopen(LLDPMIB_EXT_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+    return so;
+}
 template <typename T = void>
-T* symbol(const std::string& name) {
-    return static_cast<T*>(dlsym(library(), name.c_str()));
+T* symbol(const std::string& name, void* so = module_library()) {
+    return static_cast<T*>(dlsym(so, name.c_str()));
 }
 
-// It exports what the agent and the tools reach by name, and hides the
-// module's internals.
-TEST(Registry, LibraryExportsWhatTheAgentReachesByName) {
-    ASSERT_NE(nullptr, library()) << dlerror();
-    std::vector<std::string> wanted{"init_lldpmib", "lldpmib_init", "lldpmib_term", "lldpmib_oid_table",
-                                    "lldpmib_OidList", "lldpmib_OidListNum",
-                                    "lldp_debug_arr_kel", "lldp_debug_init", "lldp_shim_debug_init",
-                                    "lldp_get_debug_flag_value", "lldp_trace_debug", "lldp_mib_debug",
-                                    "lldpmib_debug_flags", "lldpmib_intf_cache_timer_tree",
-                                    "lldpmib_intf_cache_timer_parent", "lldp_dummy_error_status"};
+// They export what the agent and the tools reach by name, and hide the
+// internals (the shared freshness rule and frame stay inside each library).
+TEST(Registry, LibrariesExportWhatTheAgentReachesByName) {
+    ASSERT_NE(nullptr, module_library()) << dlerror();
+    ASSERT_NE(nullptr, ext_library()) << dlerror();
+    // The name table and object lists: the tests below.
+    std::vector<std::string> wanted{"init_lldpmib", "lldpmib_init", "lldpmib_term", "lldp_debug_arr_kel",
+                                    "lldp_debug_init", "lldp_shim_debug_init", "lldp_get_debug_flag_value",
+                                    "lldp_trace_debug", "lldp_mib_debug", "lldpmib_debug_flags",
+                                    "lldpmib_intf_cache_timer_tree", "lldpmib_intf_cache_timer_parent",
+                                    "lldp_dummy_error_status"};
     for (std::string entry : {"LocalSystemData", "LocPortEntry", "LocManAddrEntry", "RemEntry", "RemManAddrEntry",
                               "RemUnknownTLVEntry", "RemOrgDefInfoEntry", "Configuration", "PortConfigEntry",
                               "Statistics", "StatsTxPortEntry", "StatsRxPortEntry"})
         wanted.insert(wanted.end(), {"lldp" + entry + "_get", "k_lldp" + entry + "_get"});
     for (const std::string& name : wanted) EXPECT_NE(nullptr, symbol(name)) << "not exported: " << name;
-    for (const char* name : {"lldpmib_lock", "lldpmib_unlock", "lldpmib_remote_shim_run", "lldpmib_snapshot_usable",
-                             "lldpmib_compare_addr_entry", "lldpmib_neighbor_list_compare"})
-        EXPECT_EQ(nullptr, symbol(name)) << "internal routine exported: " << name;
+    for (const char* name : {"init_lldpmib_ext", "lldpmib_ext_set_notification_interval",
+                             "lldpmib_ext_set_notify_all_ports", "lldpmib_ext_notification_due"})
+        EXPECT_NE(nullptr, symbol(name, ext_library())) << "not exported by the extension: " << name;
+    for (void* so : {module_library(), ext_library()})
+        for (const char* name : {"lldpmib_lock", "lldpmib_unlock", "lldpmib_remote_shim_run",
+                                 "lldpmib_snapshot_usable", "lldpmib_compare_addr_entry",
+                                 "lldpmib_neighbor_list_compare", "lldpmib_lldp_state_of", "lldpmib_ext_data_lock",
+                                 "lldpExtConfiguration_get"})
+            EXPECT_EQ(nullptr, symbol(name, so)) << "internal routine exported: " << name;
 }
 
-// Its identifier arrays, name table and object list agree with the reference
-// list (reference/mib_objects.txt) and with each other.
+struct Object {
+    std::string kind, name, type;
+};
+
+// reference/mib_objects.txt, by dotted identifier.
+const std::map<std::string, Object>& reference_list() {
+    static const std::map<std::string, Object> by_dotted = [] {
+        std::map<std::string, Object> out;
+        std::ifstream in(LLDPMIB_REFERENCE_DIR "/mib_objects.txt");
+        for (std::string line; std::getline(in, line);) {
+            if (line.empty() || line[0] == '#') continue;
+            std::stringstream f(line);
+            Object o;
+            std::string d;
+            f >> o.kind >> o.name >> d >> o.type;
+            out[d] = o;
+        }
+        return out;
+    }();
+    return by_dotted;
+}
+
+// The object list a library exports as PREFIX_OidList: the reference list's
+// objects of `kind`, ascending, each of its value type, read-only through
+// readOnly_test, with its column less one as nominator.  Each comes with the
+// name of its parent node.
+std::vector<std::pair<const ObjectInfo*, std::string>> object_list(void* so, const std::string& prefix,
+                                                                   const std::string& kind) {
+    std::vector<std::pair<const ObjectInfo*, std::string>> out;
+    const auto* list = symbol<const ObjectInfo>(prefix + "_OidList", so);
+    const auto* count = symbol<const int32_t>(prefix + "_OidListNum", so);
+    EXPECT_TRUE(list && count) << prefix << ": object list not exported";
+    if (!list || !count) return out;
+    const auto& ref = reference_list();
+    EXPECT_EQ(std::count_if(ref.begin(), ref.end(), [&](const auto& r) { return r.second.kind == kind; }), *count);
+    static const std::map<int, std::string> kTypes = {
+        {INTEGER_TYPE, "INTEGER"}, {OCTET_PRIM_TYPE, "OCTETS"},   {OBJECT_ID_TYPE, "OID"},
+        {COUNTER_TYPE, "COUNTER32"}, {GAUGE_TYPE, "GAUGE32"}, {TIME_TICKS_TYPE, "TIMETICKS"}};
+    for (int i = 0; i < *count; i++) {
+        const ObjectInfo& o = list[i];
+        const std::string d = mib_router::to_text(mib_router::Oid(o.oid.oid_ptr, o.oid.oid_ptr + o.oid.length));
+        SCOPED_TRACE(prefix + " " + d);
+        const auto it = ref.find(d);
+        if (it == ref.end() || it->second.kind != kind) {
+            ADD_FAILURE() << "not " << kind << " in the reference list";
+            continue;
+        }
+        EXPECT_EQ(it->second.type, kTypes.count(o.value_type) ? kTypes.at(o.value_type) : "?");
+        EXPECT_EQ(o.oid.oid_ptr[o.oid.length - 1] - 1, o.nominator);
+        EXPECT_EQ(READ_ONLY_ACCESS, o.access);
+        EXPECT_EQ(symbol("readOnly_test", so), reinterpret_cast<void*>(o.test));
+        if (i > 0) { EXPECT_LT(CmpOID(&list[i - 1].oid, &o.oid), 0); }
+        out.push_back({&o, ref.at(d.substr(0, d.rfind('.'))).name});
+    }
+    return out;
+}
+
+// The module's identifier arrays, name table and object list agree with the
+// reference list and with each other.
 TEST(Registry, IdentifiersNameTableAndObjectListMatchTheReferenceList) {
-    ASSERT_NE(nullptr, library()) << dlerror();
-    struct Object {
-        std::string kind, name, type;
-    };
-    std::map<std::string, Object> by_dotted;
-    std::ifstream in(LLDPMIB_REFERENCE_DIR "/mib_objects.txt");
-    size_t served = 0, nodes = 0;
-    for (std::string line; std::getline(in, line);) {
-        if (line.empty() || line[0] == '#') continue;
-        std::stringstream f(line);
-        Object o;
-        std::string d;
-        f >> o.kind >> o.name >> d >> o.type;
-        by_dotted[d] = o;
-        served += o.kind == "served";
+    ASSERT_NE(nullptr, module_library()) << dlerror();
+    size_t nodes = 0;
+    for (const auto& [d, o] : reference_list()) {
         nodes += o.kind == "node";
         if (o.kind == "node") continue;
         // The identifier array exported under the object's name.
@@ -73,43 +133,48 @@ TEST(Registry, IdentifiersNameTableAndObjectListMatchTheReferenceList) {
     }
     ASSERT_GT(nodes, 20u);
 
-    std::map<std::string, std::string> names;  // dotted -> name, from the name table
     const auto* table = symbol<const snmp_oid_name>("lldpmib_oid_table");
     ASSERT_NE(nullptr, table) << "name table not exported";
     size_t n = 0;
     for (; table[n].name != nullptr; n++) {
-        const Object& o = by_dotted[table[n].dotted];
-        EXPECT_EQ("node", o.kind) << table[n].name;
-        EXPECT_EQ(o.name, table[n].name);
-        names[table[n].dotted] = o.name;
+        const auto it = reference_list().find(table[n].dotted);
+        ASSERT_NE(it, reference_list().end()) << table[n].name;
+        EXPECT_EQ("node", it->second.kind) << table[n].name;
+        EXPECT_EQ(it->second.name, table[n].name);
     }
     EXPECT_EQ(nodes, n) << "nodes missing from the name table";
 
-    const ObjectInfo* list = symbol<const ObjectInfo>("lldpmib_OidList");
-    const int* count_of = symbol<const int>("lldpmib_OidListNum");
-    ASSERT_TRUE(list && count_of) << "object list not exported";
-    const int count = *count_of;
-    ASSERT_EQ(served, static_cast<size_t>(count));
-    static const std::map<int, std::string> kTypes = {{INTEGER_TYPE, "INTEGER"}, {OCTET_PRIM_TYPE, "OCTETS"},
-                                                      {OBJECT_ID_TYPE, "OID"}};
-    for (int i = 0; i < count; i++) {
-        const ObjectInfo& o = list[i];
-        const std::string d = mib_router::to_text(mib_router::Oid(o.oid.oid_ptr, o.oid.oid_ptr + o.oid.length));
-        const Object& ref = by_dotted[d];
-        SCOPED_TRACE(d + " " + ref.name);
-        EXPECT_EQ("served", ref.kind);
-        EXPECT_EQ(ref.type, kTypes.count(o.value_type) ? kTypes.at(o.value_type) : "?");
-        EXPECT_EQ(symbol("ID" + ref.name), o.oid.oid_ptr);
-        EXPECT_EQ(o.oid.oid_ptr[o.oid.length - 1] - 1, o.nominator);
+    for (const auto& [o, parent] : object_list(module_library(), "lldpmib", "served")) {
+        const std::string d = mib_router::to_text(mib_router::Oid(o->oid.oid_ptr, o->oid.oid_ptr + o->oid.length));
+        EXPECT_EQ(symbol("ID" + reference_list().at(d).name), o->oid.oid_ptr) << d;
         // The routine of an entry or group is named after it.
-        const std::string parent = names[d.substr(0, d.rfind('.'))];
-        EXPECT_EQ(symbol(parent + "_get"), reinterpret_cast<void*>(o.get)) << parent;
-        EXPECT_EQ(READ_ONLY_ACCESS, o.access);
-        EXPECT_EQ(symbol("readOnly_test"), reinterpret_cast<void*>(o.test));
-        if (i > 0) {
-            EXPECT_LT(CmpOID(&list[i - 1].oid, &o.oid), 0);
-        }
+        EXPECT_EQ(symbol(parent + "_get"), reinterpret_cast<void*>(o->get)) << d << " in " << parent;
     }
+}
+
+// The extension library lists the extension objects, one routine per group or entry.
+TEST(Registry, ExtensionObjectListMatchesTheReferenceList) {
+    ASSERT_NE(nullptr, ext_library()) << dlerror();
+    std::map<std::string, GetMethod> routine_of;  // parent -> its one method routine
+    for (const auto& [o, parent] : object_list(ext_library(), "lldpmib_ext", "extension"))
+        EXPECT_TRUE(routine_of.emplace(parent, o->get).first->second == o->get) << "two routines in " << parent;
+    EXPECT_EQ(6u, routine_of.size());
+}
+
+// The settings reach what is served (their defaults are the model-based
+// test's); the interval keeps to its range.
+TEST(ExtensionSettings, NotificationIntervalAndNotifyAllPorts) {
+    lldpmib_test::ServedModule served(R"({"local": {"chassis_id": "r1"}, "ports": [{"port_num": 2, "port_id": "b"}]})");
+    for (int32_t bad : {4, 3601, -1}) EXPECT_NE(0, lldpmib_ext_set_notification_interval(bad)) << bad;
+    EXPECT_EQ(0, lldpmib_ext_set_notification_interval(3600));
+    lldpmib_ext_set_notify_all_ports(1);
+    mib_router::Binding interval, port2;
+    lldpmib_test::lldpmib_router().get(lldp("1.1.5.0"), &interval);
+    lldpmib_test::lldpmib_router().get(lldp("1.1.6.1.3.2"), &port2);
+    lldpmib_ext_set_notify_all_ports(0);
+    EXPECT_EQ(0, lldpmib_ext_set_notification_interval(30));
+    EXPECT_EQ(mib_router::format(interval), mib_router::to_text(lldp("1.1.5.0")) + " INTEGER 3600");
+    EXPECT_EQ(mib_router::format(port2), mib_router::to_text(lldp("1.1.6.1.3.2")) + " INTEGER 1");
 }
 
 // ---- Debug flags ----
