@@ -80,13 +80,26 @@ TEST(Lldpd, OrgDefTlvOuiAndIndexWithinOuiAndSubtype) {
     EXPECT_EQ(idx, (std::vector<uint32_t>{1, 2, 1, 1, 3, 2}));
 }
 
-TEST(Lldpd, TimeMarkHundredthsSinceOriginSaturating) {
-    const std::pair<long, uint32_t> cases[] = {{1000, 0}, {999, 0}, {-503, 0},  // before the origin; lldpctl error
-                                               {1001, 100}, {1000 + 42949672, 4294967200u},
-                                               {1000 + 42949673, 4294967295u}};
-    for (auto [changed, expected] : cases) EXPECT_EQ(time_mark(changed, 100000), expected) << changed;
-    EXPECT_EQ(time_mark(1001, 100030), 70u);  // an origin between two seconds
-    EXPECT_EQ(time_mark(1000, 100030), 0u);
+// Hundredths of a second since the origin (hundredths since the epoch), 0 up
+// to it, saturating; the last change is the later of the newest change and a
+// removal, and with no removal the newest change's time mark.
+TEST(Lldpd, TimeMarkAndLastChangeInHundredthsSinceTheOrigin) {
+    const struct {
+        int64_t changed, gone_at, origin;
+        uint32_t expected;
+    } cases[] = {{1000, 0, 100000, 0}, {999, 0, 100000, 0}, {-503, 0, 100000, 0},  // up to the origin; lldpctl error
+                 {0, 0, 100000, 0}, {1001, 0, 100000, 100}, {1000 + 42949672, 0, 100000, 4294967200u},
+                 {1000 + 42949673, 0, 100000, 4294967295u},
+                 {1001, 0, 100030, 70}, {1000, 0, 100030, 0},  // an origin between two seconds
+                 {1002, 100250, 100000, 250},                  // one went later
+                 {1003, 100250, 100000, 300},                  // one changed later than the other went
+                 {LLDPCTL_ERR_NOT_EXIST, 100001, 100000, 1}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(last_change_time(c.changed, c.gone_at, c.origin), c.expected) << c.changed << " " << c.gone_at;
+        if (c.gone_at == 0) {
+            EXPECT_EQ(time_mark(c.changed, c.origin), c.expected) << c.changed << " " << c.origin;
+        }
+    }
 }
 
 // lldpd's numbers as measured on 1.0.16 (lldpcli "configure ports P lldp status ...").
@@ -106,21 +119,6 @@ TEST(Lldpd, AdminStatusFromPortStatusAndReceiveOnlyMode) {
     EXPECT_EQ(tlvs_sent(0), LLDP_TLV_TX_PORT_DESC | LLDP_TLV_TX_SYS_NAME | LLDP_TLV_TX_SYS_DESC);
     EXPECT_EQ(counter(LLDPCTL_ERR_NOT_EXIST), 0u);
     EXPECT_EQ(counter(5000000000L), 5000000000u);
-}
-
-TEST(Lldpd, LastChangeIsTheLaterOfNewestChangeAndRemoval) {
-    const struct {
-        int64_t newest, gone_at;
-        uint32_t expected;
-    } cases[] = {{0, 0, 0},               // no neighbours, none gone
-                 {1000, 0, 0},            // changed at the origin
-                 {1002, 0, 200},          // changed after it
-                 {1002, 100250, 250},     // one went later
-                 {1003, 100250, 300},     // one changed later than the other went
-                 {LLDPCTL_ERR_NOT_EXIST, 100001, 1},
-                 {1000 + 42949673, 0, 4294967295u}};
-    for (const auto& c : cases)
-        EXPECT_EQ(last_change_time(c.newest, c.gone_at, 100000), c.expected) << c.newest << " " << c.gone_at;
 }
 
 remote_index_map::seen n(uint32_t port, long chassis, const char* who) { return {port, chassis, who}; }
