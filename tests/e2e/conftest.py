@@ -18,6 +18,7 @@ WALKER = BUILD / "tools" / "lldpmib-walk"
 EXAMPLES = REPO / "examples"
 MIBS = REPO / "mibs"
 LLDP_MIB = "1.0.8802.1.1.2"
+ACCESS = "rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\n"
 NO_ANSWER = ("NOSUCHOBJECT", "NOSUCHINSTANCE", "ENDOFMIBVIEW")
 VALUES = {"INTEGER: ": "INTEGER ", "Hex-STRING: ": "OCTETS ", '""': "OCTETS ", "OID: .": "OID ",
           "Counter32: ": "COUNTER32 ", "Gauge32: ": "GAUGE32 ", "Timeticks: (": "TIMETICKS ",
@@ -56,15 +57,15 @@ def free_udp_port():
 class Agent:
     """snmpd on 127.0.0.1:<port> and lldpmib-agentx over a private AgentX socket. `access`
     replaces the community lines (keep the read-write community `private`: the start-up
-    probe uses it); `prefix` runs the subagent under another command (ip netns exec ...)."""
+    probe uses it); `prefix` runs the subagent under another command (ip netns exec ...);
+    `command` replaces the subagent's whole command line, `socket` the AgentX socket."""
 
-    def __init__(self, topology=None, args=(), binary=AGENTX, prefix=(),
-                 access="rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\n"):
+    def __init__(self, topology=None, args=(), binary=AGENTX, prefix=(), access=ACCESS, socket=None, command=None):
         self.dir = pathlib.Path(tempfile.mkdtemp(prefix="lldpmib-e2e."))
         self.port = free_udp_port()
-        self.socket = self.dir / "agentx.sock"
-        self.command = [*prefix, binary, "-f", "--agentx-socket", f"unix:{self.socket}",
-                        *(["--topology", topology] if topology else []), *args]
+        self.socket = pathlib.Path(socket or self.dir / "agentx.sock")
+        self.command = command or [*prefix, binary, "-f", "--agentx-socket", f"unix:{self.socket}",
+                                   *(["--topology", topology] if topology else []), *args]
         # Not the config's directory: snmpd saves its state as snmpd.conf there.
         state = self.dir / "state"
         state.mkdir()
@@ -118,9 +119,10 @@ class Agent:
         path = self.dir / name
         return path.read_text(errors="replace")[-2000:] if path.exists() else ""
 
-    def snmp(self, tool, *args, community="public", timeout=2.0, check=True):
-        """One net-snmp command against this agent; the CompletedProcess."""
-        r = run(tool, "-v2c", "-c", community, "-On", "-Ox", "-Oe", "-t", timeout, "-r", "1",
+    def snmp(self, tool, *args, community="public", auth=None, timeout=2.0, check=True):
+        """One net-snmp command against this agent (v2c with community unless auth gives
+        other options); the CompletedProcess."""
+        r = run(tool, *(auth or ["-v2c", "-c", community]), "-On", "-Ox", "-Oe", "-t", timeout, "-r", "1",
                 f"127.0.0.1:{self.port}", *args, env=self.env)
         assert not check or r.returncode == 0, f"{' '.join(r.args)}: {r.stderr}"
         return r
@@ -129,9 +131,9 @@ class Agent:
         """Answers of one GET (or GET-NEXT) of oids, as '<oid> <TYPE> <value>' lines."""
         return parse_snmp(self.snmp(tool, *oids, **kw).stdout)
 
-    def walk(self, root=LLDP_MIB, *extra, tool="snmpwalk"):
+    def walk(self, root=LLDP_MIB, *extra, tool="snmpwalk", **kw):
         """Served bindings under root, as '<oid> <TYPE> <value>' lines."""
-        r = self.snmp(tool, *extra, root)
+        r = self.snmp(tool, *extra, root, **kw)
         assert "OID not increasing" not in r.stderr, r.stderr
         return [l for l in parse_snmp(r.stdout) if not l.endswith(NO_ANSWER)]
 

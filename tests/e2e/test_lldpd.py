@@ -57,15 +57,42 @@ CONFIG = {"router": "configure system capabilities enabled router\n",
 
 
 class Lab:
-    """The namespaces, links and daemons above; close() undoes whatever was made."""
+    """The namespaces and links above with lldpd running on hosts; on leaving its
+    context (or close()) whatever was made is undone."""
 
-    def __init__(self):
+    def __init__(self, hosts):
+        if os.geteuid() != 0 or not all(map(shutil.which, ("ip", "lldpd", "lldpcli"))):
+            pytest.skip("needs root, ip, lldpd and lldpcli")
         self.tag = "lm" + uuid.uuid4().hex[:6]
         self.dir = pathlib.Path(tempfile.mkdtemp(prefix="lldpmib-lldpd-"))
         os.chmod(self.dir, 0o755)  # lldpd drops to _lldpd and must reach its socket
         self.daemons = {}
         self.ns = {h: f"{self.tag}-{h}" for h in HOSTS}
         self.sock = {h: self.dir / f"{h}.sock" for h in HOSTS}
+        try:
+            r = run("sh", "-e", "-c", NETWORK, env=dict(os.environ, T=self.tag))
+            assert r.returncode == 0, r.stderr
+            for host in hosts:
+                self.start(host)
+            self.ifindex = {i: json.loads(run("ip", "-n", self.ns["router"], "-j", "link", "show", i).stdout)
+                            [0]["ifindex"] for i in ("eth1", "eth2")}
+        except BaseException:
+            self.close()
+            raise
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exc):
+        self.close()
+
+    def cli(self, host, commands):
+        run("lldpcli", "-u", self.sock[host], check=True, input=commands)
+
+    def agent(self, *args, **kw):
+        """An Agent in the router's namespace on its lldpd (not started)."""
+        return Agent(args=["--lldpd", self.sock["router"], *args], prefix=["ip", "netns", "exec", self.ns["router"]],
+                     **kw)
 
     def start(self, host):
         p = self.daemons[host] = spawn(["ip", "netns", "exec", self.ns[host], "lldpd", "-d", "-O",
@@ -73,9 +100,8 @@ class Lab:
         assert wait_until(lambda: p.poll() is not None or run(
             "lldpcli", "-u", self.sock[host], "show", "chassis").returncode == 0, 10)
         assert p.poll() is None, f"lldpd in {host} exited with {p.returncode}"
-        run("lldpcli", "-u", self.sock[host], check=True, input=f"configure system hostname {host}\n"
-            "configure lldp tx-interval 1\nconfigure system ip management pattern 10.0.*,fd00:*\n"
-            + CONFIG.get(host, ""))
+        self.cli(host, f"configure system hostname {host}\nconfigure lldp tx-interval 1\n"
+                 "configure system ip management pattern 10.0.*,fd00:*\n" + CONFIG.get(host, ""))
 
     def stop(self, host):
         stop_process(self.daemons.pop(host))
@@ -96,6 +122,11 @@ class Lab:
         assert n, f"router did not learn exactly {sorted(names)}: {self.show('neighbors')}"
         return n
 
+    def statistics(self):
+        """{port number: {lldpcli counter: value}} from the router's lldpcli."""
+        return {self.ifindex[i["name"]]: {k: int(v[0][k]) for k, v in i.items() if k != "name"}
+                for i in self.show("statistics")["lldp"][0]["interface"]}
+
     def close(self):
         for host in list(self.daemons):
             self.stop(host)
@@ -109,20 +140,9 @@ class Lab:
 
 @pytest.fixture(scope="module")
 def lab():
-    if os.geteuid() != 0 or not all(map(shutil.which, ("ip", "lldpd", "lldpcli"))):
-        pytest.skip("needs root, ip, lldpd and lldpcli")
-    lab = Lab()
-    try:
-        r = run("sh", "-e", "-c", NETWORK, env=dict(os.environ, T=lab.tag))
-        assert r.returncode == 0, r.stderr
-        for host in ("router", "alpha", "bravo", "charlie"):
-            lab.start(host)
-        lab.ifindex = {i: json.loads(run("ip", "-n", lab.ns["router"], "-j", "link", "show", i).stdout)
-                       [0]["ifindex"] for i in ("eth1", "eth2")}
+    with Lab(("router", "alpha", "bravo", "charlie")) as lab:
         lab.wait_neighbours(NEIGHBOURS)
         yield lab
-    finally:
-        lab.close()
 
 
 # lldpcli's view (json0) as a topology file: the reference model gives the walk from it.
@@ -180,16 +200,14 @@ def topology(lab, neighbours):
             "ports": list(ports.values())}
 
 
-# The module's groups (local system and remote systems data); lldpd's
-# configuration and counters, which keep moving, are checked below apart.
-MODULE_GROUPS = (LLDP_MIB + ".1.3.", LLDP_MIB + ".1.4.")
-
-
-def module_part(lines):
-    return [l for l in lines if l.startswith(MODULE_GROUPS)]
+def name_marks(agent):
+    """{neighbour's system name: its time mark} as served."""
+    return {bytes.fromhex(l.split()[2]).decode(): int(l.split(".")[11]) for l in agent.walk(LLDP_MIB + ".1.4.1.1.9")}
 
 
 def module_walk(agent):
+    """The module's groups (local system and remote systems data); lldpd's
+    configuration and counters, which keep moving, are checked below apart."""
     return agent.walk(LLDP_MIB + ".1.3") + agent.walk(LLDP_MIB + ".1.4")
 
 
@@ -197,7 +215,8 @@ def served(agent, lab, names):
     """Waits until the agent serves what lldpcli shows with these neighbours
     (lldpd and the module's snapshots settle after a change)."""
     def want():
-        return module_part(walk(topology(lab, lab.wait_neighbours(names))))
+        return [l for l in walk(topology(lab, lab.wait_neighbours(names))) if l.startswith((LLDP_MIB + ".1.3.",
+                                                                                         LLDP_MIB + ".1.4."))]
     wait_until(lambda: module_walk(agent) == want(), 20, POLL)
     assert module_walk(agent) == want()
 
@@ -209,54 +228,45 @@ def first_name(lab):
     return min(((lab.ifindex[i["name"]], int(i["rid"])), value(i["chassis"][0], "name")) for i in n)[1] if n else None
 
 
-class Poller(threading.Thread):
-    """GET-NEXT of lldpRemSysName every POLL_EVERY seconds: (start time, name or the error)."""
-
-    def __init__(self, agent):
-        super().__init__(daemon=True)
-        self.agent, self.answers, self.done = agent, [], threading.Event()
-
-    def run(self):
-        while not self.done.is_set():
-            start = time.monotonic()
-            r = self.agent.snmp("snmpgetnext", LLDP_MIB + ".1.4.1.1.9", check=False)
-            lines = parse_snmp(r.stdout) if r.returncode == 0 else []
-            ok = len(lines) == 1 and lines[0].startswith(LLDP_MIB + ".1.4.1.1.9.")
-            self.answers.append((start, bytes.fromhex(lines[0].split()[2]).decode() if ok
-                                 else f"failed: {r.stdout} {r.stderr}"))
-            self.done.wait(max(0.0, start + POLL_EVERY - time.monotonic()))
+def poll(agent, answers, done):
+    """GET-NEXT of lldpRemSysName every POLL_EVERY seconds until done: (start time, name or the error)."""
+    while not done.is_set():
+        start = time.monotonic()
+        r = agent.snmp("snmpgetnext", LLDP_MIB + ".1.4.1.1.9", check=False)
+        lines = parse_snmp(r.stdout) if r.returncode == 0 else []
+        ok = len(lines) == 1 and lines[0].startswith(LLDP_MIB + ".1.4.1.1.9.")
+        answers.append((start, bytes.fromhex(lines[0].split()[2]).decode() if ok else f"failed: {r.stdout} {r.stderr}"))
+        done.wait(max(0.0, start + POLL_EVERY - time.monotonic()))
 
 
 def test_busy_poller_sees_each_change_within_two_seconds(lab):
     """A neighbour renames itself, leaves and comes back while a manager polls
     without pause: each change lldpcli shows reaches the poller within
     CHANGE_SHOWN seconds and stays, and no poll fails."""
-    changes = [(lambda: run("lldpcli", "-u", lab.sock["alpha"], "configure", "system", "hostname",
-                            "renamed-1", check=True), {"renamed-1"}),
+    changes = [(lambda: None, {"alpha"}), (lambda: lab.cli("alpha", "configure system hostname renamed-1\n"),
+                                           {"renamed-1"}),
                (lambda: lab.stop("alpha"), {"bravo", "charlie"}),  # the one lldpd numbered first
                (lambda: lab.start("alpha"), {"alpha"})]
-    with Agent(args=["--lldpd", lab.sock["router"]], prefix=["ip", "netns", "exec", lab.ns["router"]]) as agent:
-        poller = Poller(agent)
+    answers, done, seen = [], threading.Event(), []  # seen: (changed, lldpcli showed it, name)
+    with lab.agent("--lldpd-zero-time-marks") as agent:  # lldpRemTable in first_name()'s order
+        poller = threading.Thread(target=poll, args=(agent, answers, done), daemon=True)
         poller.start()
         try:
-            seen = [(time.monotonic(), time.monotonic(), first_name(lab))]  # (changed, lldpcli showed it, name)
             for change, names in changes:
-                time.sleep(CHANGE_SHOWN + 1)
                 changed = time.monotonic()
                 change()
                 assert wait_until(lambda: first_name(lab) in names, 15, 0.05), f"lldpcli never showed {names}"
                 seen.append((changed, time.monotonic(), first_name(lab)))
-            time.sleep(CHANGE_SHOWN + 1)
+                time.sleep(CHANGE_SHOWN + 1)
         finally:
-            poller.done.set()
+            done.set()
             poller.join()
-    failed = [a for a in poller.answers if a[1].startswith("failed")]
-    assert not failed and len(poller.answers) > 30, failed[:3]
-    assert seen[0][2] == "alpha", seen
+    failed = [a for a in answers if a[1].startswith("failed")]
+    assert not failed and len(answers) > 30, failed[:3]
     for (_, shown, name), (until, _, _) in zip(seen, seen[1:] + [(float("inf"), 0, None)]):
         # From when lldpcli showed it to the next change: the old name for at most
         # CHANGE_SHOWN s, then this one for good.
-        after = [(round(t - shown, 2), got) for t, got in poller.answers if shown <= t < until]
+        after = [(round(t - shown, 2), got) for t, got in answers if shown <= t < until]
         first = next((dt for dt, got in after if got == name), None)
         assert first is not None and all(got == name for dt, got in after if dt >= min(first, CHANGE_SHOWN)), \
             f"{name} shown by lldpcli; polls after it (s, answer): {after}"
@@ -266,75 +276,51 @@ def test_busy_poller_sees_each_change_within_two_seconds(lab):
 
 # lldpConfiguration and lldpStatistics, and lldpcli's names for the counters served.
 CONFIGURATION, STATISTICS = LLDP_MIB + ".1.1", LLDP_MIB + ".1.2"
+# None: lldpd has no such counter (frame errors, TLVs discarded, table drops), 0 is served.
 PORT_COUNTERS = {"6.1.2": "tx", "7.1.4": "rx", "7.1.2": "rx_discarded_cnt", "7.1.6": "rx_unrecognized_cnt",
-                 "7.1.7": "ageout_cnt"}  # lldpStatsTxPortTable, lldpStatsRxPortTable columns
-UNCOUNTED = ("7.1.3", "7.1.5")  # frame errors, TLVs discarded: lldpd has no such counters
-TABLE_SUMS = {"2.0": "insert_cnt", "3.0": "delete_cnt", "5.0": "ageout_cnt"}  # lldpStatsRemTables*
+                 "7.1.7": "ageout_cnt", "7.1.3": None, "7.1.5": None}  # lldpStatsTx/RxPortTable columns
+TABLE_SUMS = {"2.0": "insert_cnt", "3.0": "delete_cnt", "4.0": None, "5.0": "ageout_cnt"}  # lldpStatsRemTables*
 
 
 def numbers(agent, root):
-    """{oid: integer} of the numbers in the walk of root; time ticks as plain numbers."""
-    out = agent.snmp("snmpwalk", "-Ot", root).stdout
-    return {name[1:]: int(v.split(": ", 1)[1]) for name, v in
-            (l.split(" = ", 1) for l in out.splitlines() if " = " in l)
-            if v.startswith(("INTEGER: ", "Counter32: ", "Gauge32: ", "Timeticks: "))}
+    """{oid: integer} of the numbers in the walk of root."""
+    return {oid: int(v) for oid, kind, v in (l.split(" ", 2) for l in agent.walk(root))
+            if kind in ("INTEGER", "COUNTER32", "GAUGE32", "TIMETICKS")}
 
 
-def statistics(lab):
-    """{port number: {lldpcli counter: value}} from the router's lldpcli."""
-    return {lab.ifindex[i["name"]]: {k: int(v[0][k]) for k, v in i.items() if k != "name"}
-            for i in lab.show("statistics")["lldp"][0]["interface"]}
-
-
-def test_configuration_and_counters_are_lldpds(lab):
-    """lldpConfiguration as lldpcli shows it; every counter between lldpcli's readings
-    just before and just after the walk, the remote table counts between their sums."""
-    run("lldpcli", "-u", lab.sock["router"], check=True, input="configure lldp tx-hold 5\n")
-    try:
-        with Agent(args=["--lldpd", lab.sock["router"]], prefix=["ip", "netns", "exec", lab.ns["router"]]) as agent:
-            conf = lab.show("configuration")["configuration"][0]["config"][0]
-            got = numbers(agent, CONFIGURATION)
-            # lldpcli calls the transmit interval tx-delay; reinit and transmit delays are the MIB's defaults.
-            assert [got.get(f"{CONFIGURATION}.{c}.0") for c in (1, 2, 3, 4)] == \
-                [int(value(conf, "tx-delay")), int(value(conf, "tx-hold")), 2, 2] == [1, 5, 2, 2]
-            before = statistics(lab)
-            served = numbers(agent, STATISTICS)
-            after = statistics(lab)
+def test_agent_follows_lldpd_with_its_counters_and_time_marks(lab):
+    """What lldpcli shows: lldpConfiguration; every counter between lldpcli's readings
+    just before and just after the walk, the remote table counts between their sums.
+    Neighbours known when the agent starts have time mark 0 (served() expects that),
+    later ones the agent's uptime at their arrival. Last: it leaves the lab changed."""
+    lab.cli("router", "configure lldp tx-hold 5\n")  # not the MIB's default; reset by the router's restart below
+    with lab.agent("--lldpd-time-marks") as agent:
+        served(agent, lab, NEIGHBOURS)
+        conf = lab.show("configuration")["configuration"][0]["config"][0]
+        got = numbers(agent, CONFIGURATION)
+        # lldpcli calls the transmit interval tx-delay; reinit and transmit delays are the MIB's defaults.
+        assert [got.get(f"{CONFIGURATION}.{c}.0") for c in (1, 2, 3, 4)] == \
+            [int(value(conf, "tx-delay")), int(value(conf, "tx-hold")), 2, 2] == [1, 5, 2, 2]
+        before, counted, after = lab.statistics(), numbers(agent, STATISTICS), lab.statistics()
         assert set(before) == set(after) == set(lab.ifindex.values())
+        assert sum(p["tx"] for p in before.values()) > 0  # the lab has sent frames
         for port in before:
             for column, name in PORT_COUNTERS.items():
-                assert before[port][name] <= served[f"{STATISTICS}.{column}.{port}"] <= after[port][name], \
-                    (port, name)
-            assert [served[f"{STATISTICS}.{c}.{port}"] for c in UNCOUNTED] == [0, 0]
+                assert before[port].get(name, 0) <= counted[f"{STATISTICS}.{column}.{port}"] <= \
+                    after[port].get(name, 0), (port, column)
         for column, name in TABLE_SUMS.items():
-            total = [sum(p[name] for p in s.values()) for s in (before, after)]
-            assert total[0] <= served[f"{STATISTICS}.{column}"] <= total[1], name
-        assert served[f"{STATISTICS}.4.0"] == 0  # drops: lldpd does not count them
-        assert sum(p["tx"] for p in before.values()) > 0  # the lab has sent frames
-    finally:
-        run("lldpcli", "-u", lab.sock["router"], check=True, input="configure lldp tx-hold 4\n")
+            total = [sum(p.get(name, 0) for p in s.values()) for s in (before, after)]
+            assert total[0] <= counted[f"{STATISTICS}.{column}"] <= total[1], column
 
-
-def test_agent_follows_lldpd_with_time_marks(lab):
-    """Neighbours known when the agent starts have time mark 0 (served() expects that),
-    later ones the agent's uptime at their arrival. Last: it leaves the lab changed."""
-    with Agent(args=["--lldpd", lab.sock["router"], "--lldpd-time-marks"],
-               prefix=["ip", "netns", "exec", lab.ns["router"]]) as agent:
-        def marks():
-            """{system name: time mark}"""
-            return {bytes.fromhex(l.split()[2]).decode(): int(l.split(".")[11])
-                    for l in agent.walk(LLDP_MIB + ".1.4.1.1.9")}
-        served(agent, lab, NEIGHBOURS)
         # charlie leaves: lldpd's shutdown frame removes it at once.
         lab.stop("charlie")
         served(agent, lab, {"alpha", "bravo"})
         # The router's daemon goes away: nothing is served, the agent lives on.
         lab.stop("router")
         assert wait_until(lambda: module_walk(agent) == [], 10, POLL)
-        assert agent.subagent.poll() is None
         # It comes back on the same socket: the agent reconnects by itself and serves
         # the neighbours it learns again, as new ones.
         lab.start("router")
-        fresh = wait_until(lambda: (m := marks()).keys() == {"alpha", "bravo"} and min(m.values()) > 0,
+        fresh = wait_until(lambda: (m := name_marks(agent)).keys() == {"alpha", "bravo"} and min(m.values()) > 0,
                            20, POLL)
-        assert fresh and agent.subagent.poll() is None, marks()
+        assert fresh and agent.subagent.poll() is None, name_marks(agent)

@@ -10,19 +10,17 @@ import socket
 
 import pytest
 
-from conftest import BUILD, EXAMPLES, LLDP_MIB, MIBS, NO_ANSWER, Agent, free_udp_port, parse_snmp, run, spawn, \
-    stop_process, wait_until
+from conftest import BUILD, EXAMPLES, LLDP_MIB, MIBS, Agent, run, wait_until
 from reference import walk
-from test_lldpd import NETWORK, Lab
+from test_lldpd import Lab, name_marks
 
 UNIT = "usr/lib/systemd/system/lldpmib-agentx.service"
 SNIPPET = "etc/snmp/snmpd.conf.d/lldpmib-agentx.conf"
-LIBS = ["liblldpmib.so", "liblldpmib_ext.so", "libsnmp_agent.so", "libkel_list.so", "libkel_dt.so",
-        "libplatform_sys.so", "liblldp_client.so", "libplatform_fault.so"]
-FILES = sorted(["usr/sbin/lldpmib-agentx", "usr/bin/lldpmib-walk", "usr/share/snmp/mibs/LLDP-MIB.txt",
-                UNIT, SNIPPET, "usr/share/man/man8/lldpmib-agentx.8.gz",
-                "usr/share/man/man1/lldpmib-walk.1.gz", "usr/share/doc/lldpmib/changelog.gz",
-                "usr/share/doc/lldpmib/copyright", *(f"usr/lib/lldpmib/{lib}" for lib in LIBS)])
+FILES = sorted(["usr/sbin/lldpmib-agentx", "usr/bin/lldpmib-walk", "usr/share/snmp/mibs/LLDP-MIB.txt", UNIT, SNIPPET,
+                "usr/share/man/man8/lldpmib-agentx.8.gz", "usr/share/man/man1/lldpmib-walk.1.gz",
+                "usr/share/doc/lldpmib/changelog.gz", "usr/share/doc/lldpmib/copyright",
+                *(f"usr/lib/lldpmib/lib{name}.so" for name in ("lldpmib", "lldpmib_ext", "snmp_agent", "kel_list",
+                                                               "kel_dt", "platform_sys", "lldp_client", "platform_fault"))])
 USER = "_lldpmib"
 
 
@@ -70,87 +68,49 @@ def installed(deb):
         run("apt-get", "purge", "-y", "-q", "lldpmib", timeout=300)
 
 
-def test_installed_unit_command_serves_lldpd_as_its_user(installed, tmp_path):
+def test_installed_unit_command_serves_lldpd_as_its_user(installed):
     """apt-get resolves the dependencies and the maintainer script makes the user; the
     unit's ExecStart, run as that user with its groups, reaches lldpd's default socket and
     snmpd's default AgentX socket (opened to it by the packaged snippet) and nothing else."""
     groups = run("id", "-nG", USER).stdout.split()
     assert {USER, "_lldpd"} <= set(groups), groups
-    unit = pathlib.Path("/", UNIT).read_text()
-    command = re.search(r"^ExecStart=(.+)$", unit, re.M).group(1).split()
+    command = re.search(r"^ExecStart=(.+)$", pathlib.Path("/", UNIT).read_text(), re.M).group(1).split()
     as_user = ["setpriv", f"--reuid={USER}", f"--regid={USER}", "--init-groups", "--"]
     for denied in (["ls", "/root"], ["touch", "/etc/lldpmib-probe"], ["touch", "/usr/lib/lldpmib/probe"],
                    ["touch", "/var/lib/lldpmib-probe"]):
         assert run(*as_user, *denied).returncode != 0, denied
     for default in ("/run/lldpd.socket", "/var/agentx/master"):
-        if listening(default):
-            pytest.skip(f"{default} is in use on this machine")
+        with socket.socket(socket.AF_UNIX) as s:
+            if s.connect_ex(default) == 0:
+                pytest.skip(f"{default} is in use on this machine")
         if os.path.lexists(default):
             os.unlink(default)  # left by a daemon that is gone
-    lab = Lab()
-    try:
-        assert run("sh", "-e", "-c", NETWORK, env=dict(os.environ, T=lab.tag)).returncode == 0
-        for host in ("router", "alpha"):
-            lab.start(host)
-        os.symlink(lab.sock["router"], "/run/lldpd.socket")
-        state = tmp_path / "state"
-        state.mkdir()
-        env = dict(os.environ, SNMP_PERSISTENT_DIR=str(state), MIBS="")
-        port = free_udp_port()
-        (tmp_path / "snmpd.conf").write_text(
-            # Debian's community lines: "public" sees the view systemonly, which the
-            # snippet extends by lldpMIB alone.
-            f"agentAddress udp:127.0.0.1:{port}\nrocommunity public 127.0.0.1 -V systemonly\n"
-            "view systemonly included .1.3.6.1.2.1.1\nview systemonly included .1.3.6.1.2.1.25.1\n"
-            f"includeFile /{SNIPPET}\n[snmp] persistentDir {state}\n[snmp] mibs :\n")
-        snmpd = spawn(["snmpd", "-f", "-I", "-smux", "-C", "-c", tmp_path / "snmpd.conf",
-                       "-Lf", tmp_path / "snmpd.log"], tmp_path / "snmpd.out", env=env)
-        agent = None
+    # Debian's community lines: "public" sees the view systemonly, which the snippet
+    # extends by lldpMIB alone ("private" is the start-up probe's).
+    access = ("rocommunity public 127.0.0.1 -V systemonly\nrwcommunity private 127.0.0.1\n"
+              "view systemonly included .1.3.6.1.2.1.1\nview systemonly included .1.3.6.1.2.1.25.1\n"
+              f"includeFile /{SNIPPET}\n")
+    with Lab(("router", "alpha")) as lab:
         try:
-            assert wait_until(lambda: os.path.exists("/var/agentx/master"), 10), (tmp_path / "snmpd.log").read_text()
-            agent = spawn(["ip", "netns", "exec", lab.ns["router"], *as_user, *command],
-                          tmp_path / "agent.log", env=env)
-            names = {"alpha"}
-
-            def public_walk(root):
-                r = run("snmpwalk", "-v2c", "-c", "public", "-On", "-Ox", f"127.0.0.1:{port}", root, env=env)
-                return [l for l in parse_snmp(r.stdout) if l.split()[1] not in NO_ANSWER]
-
-            def served_names():
-                return {bytes.fromhex(l.split(" ", 2)[2]).decode() for l in public_walk(LLDP_MIB + ".1.4.1.1.9")}
-            lab.wait_neighbours(names)
-            assert wait_until(lambda: served_names() == names, 20, 0.5), (tmp_path / "agent.log").read_text()
-            assert agent.poll() is None
-            assert public_walk("1.3.6.1.2.1.2") == [] and public_walk("1.3.6.1.2.1.1.5")
+            os.symlink(lab.sock["router"], "/run/lldpd.socket")
+            with Agent(access=access, socket="/var/agentx/master",
+                       command=["ip", "netns", "exec", lab.ns["router"], *as_user, *command]) as agent:
+                lab.wait_neighbours({"alpha"})
+                assert wait_until(lambda: set(name_marks(agent)) == {"alpha"}, 20, 0.5), agent.log("subagent.log")
+                assert agent.subagent.poll() is None
+                assert agent.walk("1.3.6.1.2.1.2") == [] and agent.walk("1.3.6.1.2.1.1.5")
         finally:
-            stop_process(agent)
-            stop_process(snmpd)
-    finally:
-        if os.path.islink("/run/lldpd.socket"):
-            os.unlink("/run/lldpd.socket")
-        lab.close()
+            if os.path.islink("/run/lldpd.socket"):
+                os.unlink("/run/lldpd.socket")
 
 
 def test_snmpv3_user_reads_lldpmib_only():
     """authPriv with SHA and AES, a view of lldpMIB alone (the README's lines)."""
-    v3 = ('createUser lldpmon SHA "lldpmon-auth-pass" AES "lldpmon-priv-pass"\n'
+    users = ('createUser lldpmon SHA "lldpmon-auth-pass" AES "lldpmon-priv-pass"\n'
           "view lldponly included .1.0.8802.1.1.2\nrouser -s usm lldpmon authpriv -V lldponly\n"
           "rwcommunity private 127.0.0.1\n")
-    with Agent(access=v3) as a:
-        def v3walk(root):
-            r = run("snmpbulkwalk", "-v3", "-l", "authPriv", "-u", "lldpmon", "-a", "SHA", "-A",
-                    "lldpmon-auth-pass", "-x", "AES", "-X", "lldpmon-priv-pass", "-On", "-Ox", "-Oe",
-                    f"127.0.0.1:{a.port}", root, env=a.env)
-            assert r.returncode == 0, r.stderr
-            return [l for l in parse_snmp(r.stdout) if not l.endswith(("NOSUCHOBJECT", "ENDOFMIBVIEW"))]
-        assert v3walk(LLDP_MIB) == walk(EXAMPLES / "default.json")
-        assert v3walk("1.3.6.1.2.1.1") == []
-        r = run("snmpget", "-v3", "-l", "authPriv", "-u", "lldpmon", "-a", "SHA", "-A", "wrong-pass-phrase",
-                "-x", "AES", "-X", "lldpmon-priv-pass", "-r", "0", f"127.0.0.1:{a.port}", LLDP_MIB + ".1.3.1.0",
-                env=a.env)
-        assert r.returncode != 0
-
-
-def listening(path):
-    with socket.socket(socket.AF_UNIX) as s:
-        return s.connect_ex(path) == 0
+    with Agent(access=users) as a:
+        v3 = ["-v3", "-l", "authPriv", "-u", "lldpmon", "-a", "SHA", "-x", "AES", "-X", "lldpmon-priv-pass", "-A"]
+        assert a.walk(LLDP_MIB, tool="snmpbulkwalk", auth=v3 + ["lldpmon-auth-pass"]) == walk(EXAMPLES / "default.json")
+        assert a.walk("1.3.6.1.2.1.1", tool="snmpbulkwalk", auth=v3 + ["lldpmon-auth-pass"]) == []
+        assert a.snmp("snmpget", LLDP_MIB + ".1.3.1.0", auth=v3 + ["wrong-pass-phrase"], check=False).returncode != 0
