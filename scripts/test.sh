@@ -20,7 +20,7 @@ ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:ha
 
 if ls tests/e2e/test_*.py >/dev/null 2>&1; then
   echo "== end-to-end tests"
-  LLDPMIB_BUILD_DIR="$PWD/build" /usr/bin/python3 -m pytest -q tests/e2e
+  LLDPMIB_BUILD_DIR="$PWD/build" /usr/bin/python3 -m pytest -q -rP tests/e2e
 fi
 
 if [ -f scripts/robustness.sh ]; then
