@@ -122,6 +122,11 @@ typedef struct lldpmib_snapshot_kind {
     const char* expired_line;     // the list found stale
     const char* create_failed_line;
     const char* purging_line;
+    // Written when a snapshot's copies are released at once (at expiry): one
+    // removing line per copy, then the destroying line before the list goes.
+    // Null: the kind writes none.
+    void (*removing)(const char* fn, const void* copy);
+    void (*destroying)(const char* fn);
 } lldpmib_snapshot_kind;
 
 // One table's snapshot: the list of copies and its bookkeeping.
@@ -135,7 +140,8 @@ typedef struct lldpmib_snapshot {
 
 // Validity at the start of a lookup: a list not live resets the counters
 // (reset_line); a list whose data was fetched in an earlier second, or before
-// the client reported a change, is destroyed (expired_line).  Non-zero when
+// the client reported a change, is released (the kind's removing and
+// destroying lines, its destroy routine, then expired_line).  Non-zero when
 // the snapshot can be used.
 int lldpmib_snapshot_usable(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
                             const char* fn);

@@ -298,6 +298,24 @@ static void lldpmib_snapshot_reset_counters(lldpmib_snapshot* s) {
     s->neighbors = 0;
 }
 
+// Releases every copy of a live list: the kind's removing line per copy and
+// its destroying line (worked out only while verbose lines are written), then
+// its destroy routine.  The handle is cleared.
+static void lldpmib_snapshot_release(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
+                                     const char* fn) {
+    if (lldpmib_lines_on(LLDP_ROW_VERBOSE) && !kel_list_is_empty(s->list)) {
+        if (kind->removing != nullptr) {
+            for (kel_list_node_t* n = kel_list_get_head(s->list); n != nullptr;
+                 n = lldpmib_node_next(n)) {
+                if (const void* copy = lldpmib_node_data(n)) kind->removing(fn, copy);
+            }
+        }
+        if (kind->destroying != nullptr) kind->destroying(fn);
+    }
+    kind->destroy_list(s->list);
+    s->list = nullptr;
+}
+
 // The shared freshness rule decides; the data stamp taken here, before a
 // rebuild's fetch, is the rebuilt snapshot's.
 int lldpmib_snapshot_usable(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
@@ -310,8 +328,7 @@ int lldpmib_snapshot_usable(lldpmib_snapshot* s, const lldpmib_snapshot_kind* ki
         return 0;
     }
     if (lldpmib_data_fresh(&s->fetched, &now)) return 1;
-    kind->destroy_list(s->list);
-    s->list = nullptr;
+    lldpmib_snapshot_release(s, kind, fn);
     lldpmib_snapshot_reset_counters(s);
     s->fetched = now;
     LLDPMIB_EMIT(LLDP_ROW_VERBOSE, kind->expired_line, fn);

@@ -32,6 +32,10 @@ const lldpmib_snapshot_kind local_ma_kind = {
     "VERBOSE[%s] current timestamp not matching cached timestamp,cache deleted\n",
     "MIB[%s] kel_list_create failed",
     "VERBOSE[%s] Purging out LLDP MIB Local Management address cache\n",
+    [](const char* fn, const void*) {
+        LLDPMIB_VERBOSE(fn, "Removing LLDP MIB Local MA entry from Local Management address cache");
+    },
+    [](const char* fn) { LLDPMIB_VERBOSE(fn, "Destroying Local Management address cache\n"); },
 };
 
 uint32_t load_be32(const uint8_t* p) {
@@ -334,7 +338,8 @@ lldpLocManAddrEntry_t* lldpmib_shim_local_ma_entry_get(int serialNum, void* cont
             answer = &lldpLocManAddrEntryData;
         else
             lldpmib_free_local_ma_row();
-    } else if (!list_failed && s->list != nullptr && kel_list_is_empty(s->list)) {
+    } else if (!list_failed && (s->list == nullptr || kel_list_is_empty(s->list))) {
+        // With LLDP disabled there is no list to drop; the line is written all the same.
         lldpmib_snapshot_purge(s, &local_ma_kind, fn);
         local_ma_index_clear();
     }

@@ -56,6 +56,8 @@ const lldpmib_snapshot_kind local_port_kind = {
     "VERBOSE[%s] current timestamp not matching cached timestamp,cache deleted\n",
     "MIB[%s] kel_list_create failed",
     "VERBOSE[%s] Purging out LLDP MIB Local Port Table cache\n",
+    nullptr,  // local port copies leave one by one, with their own lines
+    nullptr,
 };
 
 // Walks the local ports from port for the record to answer: a copy already in

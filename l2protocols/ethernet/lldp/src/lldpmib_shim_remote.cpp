@@ -55,11 +55,9 @@ void mark_known(port_ranges& r, uint32_t first, uint32_t last) {
 
 // ---- The snapshot ----
 
-// Drops every copy, row and known port.
+// Drops every row and known port; the copies are gone already.
 void remote_drop(const lldpmib_remote_table* t) {
     lldpmib_remote_snapshot* s = t->snapshot;
-    if (s->base.list != nullptr) t->kind->destroy_list(s->base.list);
-    s->base.list = nullptr;
     s->rows.clear();
     s->known_ports.clear();
     s->has_last_row = false;
@@ -80,11 +78,28 @@ lldpmib_row_index::const_iterator remote_lower_bound(lldpmib_remote_snapshot* s,
     return rows.lower_bound(key);
 }
 
-// A port's iteration in progress: the copies its callback stored.
+// A port's iteration in progress: the copies its callback stored, the
+// records it was given and the rows it counted.
 struct remote_iteration {
+    const lldpmib_remote_table* table;
     lldpmib_remote_snapshot* snapshot;
     std::vector<neighbor_td*> stored;
+    uint32_t records;
+    lldpmib_row_tally tally;
 };
+
+// Whether a row counts in its port's iteration (see lldpmib_row_tally).
+bool tally_counts(const lldpmib_row_tally& t, const lldpmib_row_key& row) {
+    const lldpmib_row_key& asked = t.rq->key;
+    if (row[0] < t.time_mark_floor) return false;
+    const uint32_t* a = asked.sid + 1;
+    const uint32_t* a_end = asked.sid + asked.size();
+    const uint32_t* r = row.sid + 1;
+    const uint32_t* r_end = row.sid + row.size();
+    bool below = std::lexicographical_compare(r, r_end, a, a_end);
+    if (t.rq->search_type != EXACT) return !below;
+    return !below && !std::lexicographical_compare(a, a_end, r, r_end);
+}
 
 // Puts a copy into the snapshot's list: in order at the tail when it is not
 // below any copy put there in order, appended otherwise.  Null on failure.
@@ -106,22 +121,26 @@ kel_list_node_t* remote_list_put(lldpmib_remote_snapshot* s, kel_list_handle lis
     return node;
 }
 
-// Iterates one port into the snapshot.  A port whose iteration fails keeps
-// none of its copies.
-void remote_iterate_port(const lldpmib_remote_table* t, uint32_t port, uint32_t ifhandle) {
+// Iterates one port into the snapshot for rq.  A port whose iteration fails
+// keeps none of its copies.
+void remote_iterate_port(const lldpmib_remote_table* t, const lldpmib_remote_request* rq,
+                         uint32_t port, uint32_t ifhandle) {
     lldpmib_remote_snapshot* s = t->snapshot;
-    LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->lines->attempt, t->fn, (int)port);
-    remote_iteration it{s, {}};
+    t->lines->attempt(t->fn, rq, port, ifhandle);
+    bool asked_port = port == rq->key[1];
+    uint32_t floor = asked_port || t->asked_time_mark_on_every_port ? rq->time_mark : 0;
+    remote_iteration it{t, s, {}, 0, {rq, floor, 0}};
     lldp_client_filter filter;
     memset(&filter, 0, sizeof filter);
     filter.kind = LLDP_FILTER_NEIGHBORS;
     filter.ifhandle = ifhandle;
     int rc = lldp_client_iter_ne(&filter, 1, 1, t->callback, s->base.list, 1, &it);
+    t->lines->iterated(t->fn, &s->base, it.records, it.tally.rows);
     if (rc == 0) {
-        LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->lines->found, t->fn, (int)port);
+        t->lines->found(t->fn, port);
         for (neighbor_td* copy : it.stored) t->add_rows(s, copy);
     } else {
-        LLDPMIB_EMIT(LLDP_ROW_ERROR, t->lines->failed, t->fn, (int)port);
+        t->lines->failed(t->fn, port);
         for (neighbor_td* copy : it.stored) {
             kel_list_remove(s->base.list, 0, copy);
             lldp_client_free_neighbor_td(copy);
@@ -132,7 +151,8 @@ void remote_iterate_port(const lldpmib_remote_table* t, uint32_t port, uint32_t 
 // Learns about the ports from port on: the client's walk names the next port
 // with data, the ports before it are known to have none, and that port is
 // iterated.  False when the port walk fails.
-bool remote_learn_from(const lldpmib_remote_table* t, uint32_t port) {
+bool remote_learn_from(const lldpmib_remote_table* t, const lldpmib_remote_request* rq,
+                       uint32_t port) {
     lldpmib_remote_snapshot* s = t->snapshot;
     uint32_t next = 0;
     uint32_t ifhandle = 0;
@@ -153,7 +173,7 @@ bool remote_learn_from(const lldpmib_remote_table* t, uint32_t port) {
     // A port the snapshot already holds is never iterated twice.
     if (!ports_known(s->known_ports, next, next)) {
         LLDPMIB_VERBOSE(t->fn, "Next port num to query:%d\n", (int)next);
-        remote_iterate_port(t, next, ifhandle);
+        remote_iterate_port(t, rq, next, ifhandle);
     }
     mark_known(s->known_ports, port, next);
     return true;
@@ -163,7 +183,7 @@ bool remote_learn_from(const lldpmib_remote_table* t, uint32_t port) {
 // they do.  A NEXT answer needs every port between the asked one and the
 // answer's, and, when the answer's time mark is above the asked one, every
 // port at all.
-const std::pair<const lldpmib_row_key, lldpmib_row_ref>* remote_search(
+const lldpmib_row* remote_search(
     const lldpmib_remote_table* t, const lldpmib_remote_request* rq, bool* proven) {
     lldpmib_remote_snapshot* s = t->snapshot;
     const lldpmib_row_key& key = rq->key;
@@ -195,19 +215,6 @@ uint32_t remote_port_to_learn(const lldpmib_remote_table* t, const lldpmib_remot
     if (rq->search_type == EXACT) return port;
     uint32_t u = first_unknown_port(known, port);
     return u != LLDP_CLIENT_NO_PORT ? u : first_unknown_port(known, 0);
-}
-
-// Writes the search's lines for the answer it found.
-void remote_trace_search(const lldpmib_remote_table* t, const lldpmib_remote_request* rq,
-                         const std::pair<const lldpmib_row_key, lldpmib_row_ref>* hit) {
-    LLDPMIB_TRACE(t->find_fn);
-    LLDPMIB_VERBOSE(t->find_fn, "searchType: %x, timeMark: %x, localPortNum: %x,remIndex: %x\n",
-                    (unsigned)rq->search_type, rq->time_mark, (unsigned)rq->port,
-                    (unsigned)rq->rem_index);
-    if (hit == nullptr) return;
-    if (rq->search_type == NEXT)
-        LLDPMIB_VERBOSE(t->find_fn, "ifIndex: %u, remIndex: %u\n", hit->first[1], hit->first[2]);
-    LLDPMIB_MIB(t->find_fn, "result found\n");
 }
 
 }  // namespace
@@ -258,7 +265,9 @@ int lldpmib_remote_store(const char* fn, bool (*keep)(const neighbor_td* record)
     remote_iteration* it = (remote_iteration*)context;
     if (rec == nullptr || it == nullptr || !kel_list_is_valid((kel_list_handle)list)) return 22;
     // A port's marker record only names the port; it is never stored.
-    if (rec->port_marker != 0 || !keep(rec)) return 0;
+    if (rec->port_marker != 0) return 0;
+    it->records++;
+    if (!keep(rec)) return 0;
     neighbor_td* copy = lldp_client_copy_neighbor_td(rec);
     if (copy == nullptr) return 0;
     if (remote_list_put(it->snapshot, (kel_list_handle)list, copy) == nullptr) {
@@ -266,11 +275,19 @@ int lldpmib_remote_store(const char* fn, bool (*keep)(const neighbor_td* record)
         lldp_client_free_neighbor_td(copy);
         return 2;
     }
+    const lldpmib_remote_table* t = it->table;
     if (copy->detail == nullptr || copy->mib == nullptr) {
         LLDPMIB_VERBOSE(fn, "NO detail or mib, so skip it.");
-        return 0;
+    } else {
+        it->stored.push_back(copy);
+        // The rows counted serve only the lines: weighed while they are written.
+        if (lldpmib_lines_on(LLDP_ROW_VERBOSE)) {
+            it->snapshot->tally = &it->tally;
+            t->add_rows(it->snapshot, copy);
+            it->snapshot->tally = nullptr;
+        }
     }
-    it->stored.push_back(copy);
+    if (t->lines->stored != nullptr) t->lines->stored(fn, it->records, it->tally.rows);
     return 0;
 }
 
@@ -294,42 +311,40 @@ void lldpmib_chassis_text(const neighbor_td* n, char* out, size_t out_size) {
 
 int lldpmib_remote_shim_run(const lldpmib_remote_table* t, lldpmib_remote_request* rq) {
     lldpmib_remote_snapshot* s = t->snapshot;
+    const lldpmib_remote_lines* lines = t->lines;
     const char* fn = t->fn;
     if (!lldpmib_snapshot_usable(&s->base, t->kind, fn)) remote_drop(t);
-    const std::pair<const lldpmib_row_key, lldpmib_row_ref>* hit = nullptr;
+    const lldpmib_row* hit = nullptr;
     bool filled = false;
     if (lldpmib_shim_is_lldp_enabled() == 0) {
         t->checking(rq);
         bool proven = false;
         hit = remote_search(t, rq, &proven);
-        if (proven && hit != nullptr)
-            LLDPMIB_VERBOSE(fn, "Cached for timemark:%d, interface: %d,remindex:%d\n",
-                            (int)rq->time_mark, (int)hit->first[1], (int)hit->first[2]);
+        lines->search(rq, proven ? hit : nullptr);
+        if (proven && hit != nullptr) lines->cached(fn, rq, hit);
         if (!proven) {
             if (s->base.list == nullptr) {
-                LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->lines->creating, fn);
+                lines->creating(fn);
                 if (lldpmib_snapshot_create(&s->base, t->kind, fn) != 0) return 0;
             } else {
-                LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->lines->already, fn);
+                lines->already(fn);
             }
             while (!proven) {
                 hit = nullptr;
-                if (!remote_learn_from(t, remote_port_to_learn(t, rq))) break;
+                if (!remote_learn_from(t, rq, remote_port_to_learn(t, rq))) break;
                 hit = remote_search(t, rq, &proven);
             }
         }
-        remote_trace_search(t, rq, hit);
         if (hit != nullptr && t->fill(rq, &hit->second)) {
             if (rq->nominator == t->last_nominator) s->base.entry_count++;
             filled = true;
         }
     }
-    s->base.total_entries = (uint32_t)s->rows.size();
-    s->base.neighbors = s->base.list != nullptr ? kel_list_get_size(s->base.list) : 0;
-    t->totals(fn, &s->base);
-    // A snapshot without a single copy is not worth keeping.
-    if (!filled && s->base.list != nullptr && s->base.neighbors == 0) {
-        LLDPMIB_EMIT(LLDP_ROW_VERBOSE, t->kind->purging_line, fn);
+    lines->totals(fn, &s->base);
+    // A fruitless request drops a snapshot without a single copy (with LLDP
+    // disabled there is none to drop, and the line is written all the same).
+    if (!filled && (s->base.list == nullptr || kel_list_get_size(s->base.list) == 0)) {
+        lldpmib_snapshot_purge(&s->base, t->kind, fn);
         remote_drop(t);
     }
     return filled ? 1 : 0;
@@ -340,6 +355,10 @@ int lldpmib_remote_shim_run(const lldpmib_remote_table* t, lldpmib_remote_reques
 void lldpmib_remote_add_row(lldpmib_remote_snapshot* s, lldpmib_row_key key, neighbor_td* copy,
                             const void* element) {
     if (key[1] < 1 || key[1] > kMaxIndex || key[2] < 1 || key[2] > kMaxIndex) return;
+    if (s->tally != nullptr) {
+        if (tally_counts(*s->tally, key)) s->tally->rows++;
+        return;
+    }
     s->rows.emplace(std::move(key), lldpmib_row_ref{copy, element});
 }
 

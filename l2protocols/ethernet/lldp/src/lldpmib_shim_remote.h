@@ -59,6 +59,9 @@ struct lldpmib_row_ref {
 
 using lldpmib_row_index = std::map<lldpmib_row_key, lldpmib_row_ref>;
 
+struct lldpmib_remote_request;
+struct lldpmib_row_tally;
+
 struct lldpmib_remote_snapshot {
     lldpmib_snapshot base;  // the copies, when they were fetched, the counters
     lldpmib_row_index rows;
@@ -78,6 +81,18 @@ struct lldpmib_remote_snapshot {
     bool has_greatest = false;
     uint32_t greatest_port = 0;
     uint32_t greatest_index = 0;
+    // While set, lldpmib_remote_add_row counts the rows it is given here
+    // instead of indexing them.
+    lldpmib_row_tally* tally = nullptr;
+};
+
+// The rows of a port's iteration that the request counts, as the trace lines
+// report them: rows at or above the time mark floor whose instance after the
+// time mark equals the asked one (EXACT) or is not below it (NEXT).
+struct lldpmib_row_tally {
+    const lldpmib_remote_request* rq;
+    uint32_t time_mark_floor;
+    uint32_t rows;
 };
 
 // One request in progress.
@@ -92,25 +107,50 @@ struct lldpmib_remote_request {
     const void* table;    // the table's own request data, for its hooks
 };
 
-// Trace texts, kept word for word (odd spacing included) because operators'
-// scripts match them.  "%s" is the writing function's name.
+using lldpmib_row = std::pair<const lldpmib_row_key, lldpmib_row_ref>;
+
+// A neighbour table's trace lines.  Their texts are kept word for word (odd
+// spacing included) because operators' scripts match them; each is written by
+// a hook of its own, so that the compiler checks its values against its
+// format.  "fn" is the shim's name unless said otherwise.
 struct lldpmib_remote_lines {
-    const char* already;   // VERBOSE: more ports asked in a live snapshot
-    const char* creating;  // VERBOSE: before the snapshot list is made
-    const char* attempt;   // VERBOSE, "%d" = port: before a port's iteration
-    const char* found;     // VERBOSE, "%d" = port: a port iterated
-    const char* failed;    // ERROR, "%d" = port: a port's iteration failed
+    void (*already)(const char* fn);   // more ports asked in a live snapshot
+    void (*creating)(const char* fn);  // before the snapshot list is made
+    // Before a port's iteration.  The iteration starts from the asked key on
+    // the asked port and from the port's first row on any other.
+    void (*attempt)(const char* fn, const lldpmib_remote_request* rq, uint32_t port,
+                    uint32_t ifhandle);
+    void (*found)(const char* fn, uint32_t port);   // a port iterated
+    void (*failed)(const char* fn, uint32_t port);  // a port's iteration failed
+    // The iteration callback's line after it stored a copy: the records it
+    // was given and the rows counted so far in this port's iteration.  Null
+    // when the callback writes none.
+    void (*stored)(const char* fn, uint32_t records, uint32_t counted);
+    // After a port's iteration, before its found or failed line: updates the
+    // table's counters from the records the callback was given and the rows
+    // it counted, and writes the table's count lines.
+    void (*iterated)(const char* fn, lldpmib_snapshot* s, uint32_t records, uint32_t counted);
+    // The snapshot's search, written once per request before any port is
+    // asked: its own function's name, its arguments and its outcome (hit is
+    // null when the snapshot could not prove an answer).
+    void (*search)(const lldpmib_remote_request* rq, const lldpmib_row* hit);
+    // The answer proven by the snapshot alone.
+    void (*cached)(const char* fn, const lldpmib_remote_request* rq, const lldpmib_row* hit);
+    // The request's closing counters line.
+    void (*totals)(const char* fn, const lldpmib_snapshot* s);
 };
 
-// A neighbour table.  Every hook is required.
+// A neighbour table.  Every hook is required unless said otherwise.
 struct lldpmib_remote_table {
     const char* fn;        // the shim's name, written in its lines
-    const char* find_fn;   // the name the index search writes its lines with
     lldpmib_remote_snapshot* snapshot;
     const lldpmib_snapshot_kind* kind;
     const lldpmib_remote_lines* lines;
     int last_nominator;    // the table's last column
     bool port_walk_lines;  // write the port walk's "original port num" and "End of port num" lines
+    // Rows on ports other than the asked one are counted with the asked time
+    // mark as their floor (otherwise with none).
+    bool asked_time_mark_on_every_port;
     // The client's walk of the ports that have data for this table.
     int (*next_port)(uint32_t port, uint32_t* next, uint32_t* ifhandle);
     // The iteration callback given to lldp_client_iter_ne (stores copies).
@@ -124,10 +164,6 @@ struct lldpmib_remote_table {
     // Fills the table's row record from an indexed row; true when every value
     // could be made.  The row record was cleared before the request.
     bool (*fill)(const lldpmib_remote_request* rq, const lldpmib_row_ref* row);
-    // Writes the request's closing counters line (total_entries = rows held,
-    // neighbors = copies held); lldpmib_remote_totals_line unless the table
-    // has its own.
-    void (*totals)(const char* fn, const lldpmib_snapshot* s);
 };
 
 extern "C" {
@@ -142,7 +178,7 @@ int lldpmib_remote_shim_run(const lldpmib_remote_table* t, lldpmib_remote_reques
 int lldpmib_remote_store(const char* fn, bool (*keep)(const neighbor_td* record), void* record,
                          void* list, void* context);
 
-// "entry_count:%d, total_entries:%d": rows served for the last column, rows held.
+// "entry_count:%d, total_entries:%d" with the snapshot's two counters.
 void lldpmib_remote_totals_line(const char* fn, const lldpmib_snapshot* s);
 
 // Frees a neighbour copy (the snapshot kinds' free operation).
@@ -152,8 +188,9 @@ void lldpmib_chassis_text(const neighbor_td* n, char* out, size_t out_size);
 
 }  // extern "C"
 
-// Indexes one row of copy.  Rows whose port or remote index lie outside
-// 1..2147483647 are not served; of two rows with one instance the first stays.
+// Indexes one row of copy (or counts it, while the snapshot has a tally).
+// Rows whose port or remote index lie outside 1..2147483647 are not served;
+// of two rows with one instance the first stays.
 void lldpmib_remote_add_row(lldpmib_remote_snapshot* s, lldpmib_row_key key, neighbor_td* copy,
                             const void* element);
 // The (time mark, local port, remote index) start of every neighbour row.

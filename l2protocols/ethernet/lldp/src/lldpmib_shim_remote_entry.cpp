@@ -17,6 +17,10 @@ const lldpmib_snapshot_kind remote_entry_kind = {
     "VERBOSE[%s] current timestamp not matching cached timestamp,cache deleted\n",
     "MIB[%s] Remote list create failed",
     "VERBOSE[%s] Purging out LLDP MIB Remote Port Entry cache\n",
+    [](const char* fn, const void*) {
+        LLDPMIB_VERBOSE(fn, "Removing Remote Entry from LLDP MIB Remote Entry cache");
+    },
+    [](const char* fn) { LLDPMIB_VERBOSE(fn, "Destroying LLDP MIB Remote Port Entry Cache\n"); },
 };
 
 // The row's columns (nominators).
@@ -155,29 +159,59 @@ bool entry_fill(const lldpmib_remote_request* rq, const lldpmib_row_ref* row) {
 bool entry_keep(const neighbor_td*) { return true; }
 
 const lldpmib_remote_lines remote_entry_lines = {
-    .already = "VERBOSE[%s] Remote entry table cache already exist\n",
-    .creating = "VERBOSE[%s] Creating Remote entry table cache\n",
-    .attempt = "VERBOSE[%s] Attempt rem entry for interface index:%d\n",
-    .found = "VERBOSE[%s] Found lldpRemTable data forifIndex %d",
-    .failed = "ERROR[%s] Failed retrieving lldpRemTable datafor ifIndex %d",
+    .already = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Remote entry table cache already exist\n"); },
+    .creating = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Creating Remote entry table cache\n"); },
+    .attempt =
+        [](const char* fn, const lldpmib_remote_request* rq, uint32_t port, uint32_t ifhandle) {
+            int rem_index = port == rq->key[1] ? (int)rq->rem_index : 0;
+            LLDPMIB_VERBOSE(fn, "Attempt rem entry for interface index:%d, rem_index:%d ifhandle:%x\n",
+                            (int)port, rem_index, ifhandle);
+        },
+    .found = [](const char* fn,
+                uint32_t port) { LLDPMIB_VERBOSE(fn, "Found lldpRemTable data forifIndex %d", (int)port); },
+    .failed =
+        [](const char* fn, uint32_t port) {
+            LLDPMIB_ERROR(fn, "Failed retrieving lldpRemTable datafor ifIndex %d", (int)port);
+        },
+    .stored = nullptr,
+    // total_entries: the copies held once a port was iterated.
+    .iterated = [](const char*, lldpmib_snapshot* s, uint32_t,
+                   uint32_t) { s->total_entries = kel_list_get_size(s->list); },
+    .search =
+        [](const lldpmib_remote_request* rq, const lldpmib_row* hit) {
+            const char* find = "lldpmib_find_remote_entry";
+            LLDPMIB_TRACE(find);
+            LLDPMIB_VERBOSE(find, "searchType: %x, timeMark: %x, localPortNum: %x,remIndex: %x\n",
+                            (unsigned)rq->search_type, rq->time_mark, (unsigned)rq->port,
+                            (unsigned)rq->rem_index);
+            if (hit == nullptr) return;
+            if (rq->search_type == NEXT)
+                LLDPMIB_VERBOSE(find, "ifIndex: %u, remIndex: %u\n", hit->first[1], hit->first[2]);
+            LLDPMIB_MIB(find, "result found\n");
+        },
+    .cached =
+        [](const char* fn, const lldpmib_remote_request* rq, const lldpmib_row* hit) {
+            LLDPMIB_VERBOSE(fn, "Cached for timemark:%d, interface: %d,remindex:%d\n",
+                            (int)rq->time_mark, (int)hit->first[1], (int)hit->first[2]);
+        },
+    .totals = lldpmib_remote_totals_line,
 };
 
 lldpmib_remote_snapshot remote_entry_snapshot;
 
 const lldpmib_remote_table remote_entry_table = {
     .fn = kShim,
-    .find_fn = "lldpmib_find_remote_entry",
     .snapshot = &remote_entry_snapshot,
     .kind = &remote_entry_kind,
     .lines = &remote_entry_lines,
     .last_nominator = 11,
     .port_walk_lines = true,
+    .asked_time_mark_on_every_port = false,
     .next_port = lldp_client_get_next_if_remote,
     .callback = lldpmib_get_first_neighbor_td,
     .checking = entry_checking,
     .add_rows = entry_add_rows,
     .fill = entry_fill,
-    .totals = lldpmib_remote_totals_line,
 };
 
 }  // namespace

@@ -21,6 +21,10 @@ const lldpmib_snapshot_kind remote_ma_kind = {
     "table cache deleted\n",
     "MIB[%s] Remote list create failed",
     "VERBOSE[%s] Purging out LLDP MIB Remote Management address cache\n",
+    [](const char* fn, const void*) {
+        LLDPMIB_VERBOSE(fn, "Removing Remote entry from LLDP MIB Remote Management address cache");
+    },
+    [](const char* fn) { LLDPMIB_VERBOSE(fn, "Destroying LLDP MIB Remote Management address cache"); },
 };
 
 struct remote_ma_request {
@@ -96,29 +100,50 @@ bool ma_fill(const lldpmib_remote_request* rq, const lldpmib_row_ref* row) {
 bool ma_keep(const neighbor_td* n) { return n->detail != nullptr && n->detail->man_addrs != nullptr; }
 
 const lldpmib_remote_lines remote_ma_lines = {
-    .already = "VERBOSE[%s] Remote MA cache already exist\n",
-    .creating = "VERBOSE[%s] Creating Remote MA cache\n",
-    .attempt = "VERBOSE[%s] Attempt rem entry for port num:%d\n",
-    .found = "VERBOSE[%s] Found lldpRemManAddrTable data forifIndex %d",
-    .failed = "ERROR[%s] Failed retrieving lldpRemManAddrTable datafor ifIndex %d",
+    .already = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Remote MA cache already exist\n"); },
+    .creating = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Creating Remote MA cache\n"); },
+    .attempt = [](const char* fn, const lldpmib_remote_request*, uint32_t port,
+                  uint32_t) { LLDPMIB_VERBOSE(fn, "Attempt rem entry for port num:%d\n", (int)port); },
+    .found =
+        [](const char* fn, uint32_t port) {
+            LLDPMIB_VERBOSE(fn, "Found lldpRemManAddrTable data forifIndex %d", (int)port);
+        },
+    .failed =
+        [](const char* fn, uint32_t port) {
+            LLDPMIB_ERROR(fn, "Failed retrieving lldpRemManAddrTable datafor ifIndex %d", (int)port);
+        },
+    .stored = nullptr,
+    // total_entries: the addresses counted by every iteration since the reset.
+    .iterated =
+        [](const char* fn, lldpmib_snapshot* s, uint32_t, uint32_t counted) {
+            s->total_entries += counted;
+            LLDPMIB_VERBOSE(fn, "number of addr entries:%d\n", (int)s->total_entries);
+        },
+    // The address search writes no line of its own.
+    .search = [](const lldpmib_remote_request*, const lldpmib_row*) {},
+    .cached =
+        [](const char* fn, const lldpmib_remote_request* rq, const lldpmib_row* hit) {
+            LLDPMIB_VERBOSE(fn, "Cached for timemark:%d, interface: %d,remindex:%d\n",
+                            (int)rq->time_mark, (int)hit->first[1], (int)hit->first[2]);
+        },
+    .totals = lldpmib_remote_totals_line,
 };
 
 lldpmib_remote_snapshot remote_ma_snapshot;
 
 const lldpmib_remote_table remote_ma_table = {
     .fn = kShim,
-    .find_fn = "lldpmib_find_remote_ma_entry",
     .snapshot = &remote_ma_snapshot,
     .kind = &remote_ma_kind,
     .lines = &remote_ma_lines,
     .last_nominator = 4,
     .port_walk_lines = false,
+    .asked_time_mark_on_every_port = false,
     .next_port = lldp_client_get_next_if_remote_ma,
     .callback = lldpmib_get_first_ma_neighbor_td,
     .checking = ma_checking,
     .add_rows = ma_add_rows,
     .fill = ma_fill,
-    .totals = lldpmib_remote_totals_line,
 };
 
 }  // namespace

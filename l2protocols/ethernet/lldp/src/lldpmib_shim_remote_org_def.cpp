@@ -22,6 +22,10 @@ const lldpmib_snapshot_kind oui_kind = {
     "VERBOSE[%s] current timestamp not matching cached timestamp,cache deleted\n",
     "MIB[%s] Remote list create failed",
     "VERBOSE[%s] Purging out LLDP MIB Remote OUI cache\n",
+    [](const char* fn, const void*) {
+        LLDPMIB_VERBOSE(fn, "Removing Remote entry from LLDP MIB Remote OUI cache");
+    },
+    [](const char* fn) { LLDPMIB_VERBOSE(fn, "Destroying LLDP MIB Remote OUI cache\n"); },
 };
 
 // (OUI octets, subtype, index) after the neighbour's part of the instance.
@@ -71,30 +75,85 @@ bool oui_fill(const lldpmib_remote_request*, const lldpmib_row_ref* row) {
 
 bool oui_keep(const neighbor_td* n) { return n->mib != nullptr && n->mib->org_def_tlvs != nullptr; }
 
+// The instance's (OUI, subtype, index) after the neighbour's part.
+uint32_t key_oui(const lldpmib_row_key& k) { return k[3] << 16 | k[4] << 8 | k[5]; }
+
+// The snapshot search's lines: its arguments, then how it ended.  A NEXT
+// answer on the asked neighbour returns from the neighbour's own TLVs; any
+// other NEXT answer ends with the best TLV found.
+void oui_search(const lldpmib_remote_request* rq, const lldpmib_row* hit) {
+    const char* find = "lldpmib_find_org_def_tlv";
+    const lldpmib_row_key& k = rq->key;
+    LLDPMIB_VERBOSE(find,
+                    "searchType: %x, timeMark: %x, localPortNum: %x,remIndex: %x, OUI:%x:%x, "
+                    "subtype index:%d\n",
+                    (unsigned)rq->search_type, rq->time_mark, (unsigned)rq->port,
+                    (unsigned)rq->rem_index, key_oui(k), k[6], (int)k[7]);
+    if (hit == nullptr) return;
+    if (rq->search_type == EXACT) {
+        LLDPMIB_VERBOSE(find, "result found, matching unknown TLV type");
+        LLDPMIB_VERBOSE(find, "result found");
+        return;
+    }
+    const lldpmib_row_key& h = hit->first;
+    LLDPMIB_VERBOSE(find, "ifIndex: %u, remIndex: %u\n", h[1], h[2]);
+    if (h[1] == k[1] && h[2] == k[2])
+        LLDPMIB_VERBOSE(find, "matching Org Def TLV");
+    else
+        LLDPMIB_VERBOSE(find, "best oui info, OUI:%x:%x subtypeindex:%d\n", key_oui(h), h[6], (int)h[7]);
+}
+
 const lldpmib_remote_lines oui_lines = {
-    .already = "VERBOSE[%s] Remote Org Def table cache already exist\n",
-    .creating = "VERBOSE[%s] Creating Remote Org Def table Cache\n",
-    .attempt = "VERBOSE[%s] Attempt rem entry for port num:%d\n",
-    .found = "VERBOSE[%s] Found lldpRemOrgDefInfoTable data forifIndex %d",
-    .failed = "ERROR[%s] Failed retrieving lldpRemOrgDefInfoTable datafor ifIndex %d",
+    .already = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Remote Org Def table cache already exist\n"); },
+    .creating = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Creating Remote Org Def table Cache\n"); },
+    .attempt =
+        [](const char* fn, const lldpmib_remote_request* rq, uint32_t port, uint32_t) {
+            const lldpmib_row_key& k = rq->key;
+            bool asked = port == k[1];
+            LLDPMIB_VERBOSE(fn, "Attempt rem entry for port num:%d, rem_index:%d,oui:%x:%x, oui_index:%d\n",
+                            (int)port, asked ? (int)rq->rem_index : 0, asked ? key_oui(k) : 0,
+                            asked ? k[6] : 0, asked ? (int)k[7] : 0);
+        },
+    .found =
+        [](const char* fn, uint32_t port) {
+            LLDPMIB_VERBOSE(fn, "Found lldpRemOrgDefInfoTable data forifIndex %d", (int)port);
+        },
+    .failed =
+        [](const char* fn, uint32_t port) {
+            LLDPMIB_ERROR(fn, "Failed retrieving lldpRemOrgDefInfoTable datafor ifIndex %d", (int)port);
+        },
+    .stored = nullptr,
+    // neighbors: the records of every iteration since the reset;
+    // total_entries: the TLVs counted by the last one.
+    .iterated =
+        [](const char*, lldpmib_snapshot* s, uint32_t records, uint32_t counted) {
+            s->neighbors += records;
+            s->total_entries = counted;
+        },
+    .search = oui_search,
+    .cached =
+        [](const char* fn, const lldpmib_remote_request*, const lldpmib_row* hit) {
+            LLDPMIB_VERBOSE(fn, "Cached for timemark:%d, interface: %d,remindex:%d\n",
+                            (int)hit->first[0], (int)hit->first[1], (int)hit->first[2]);
+        },
+    .totals = lldpmib_remote_totals_line,
 };
 
 lldpmib_remote_snapshot oui_snapshot;
 
 const lldpmib_remote_table oui_table = {
     .fn = kShim,
-    .find_fn = "lldpmib_find_org_def_tlv",
     .snapshot = &oui_snapshot,
     .kind = &oui_kind,
     .lines = &oui_lines,
     .last_nominator = 3,
     .port_walk_lines = false,
+    .asked_time_mark_on_every_port = true,
     .next_port = lldp_client_get_next_if_remote_org_def_tlv,
     .callback = lldpmib_get_first_oui_neighbor_td,
     .checking = oui_checking,
     .add_rows = oui_add_rows,
     .fill = oui_fill,
-    .totals = lldpmib_remote_totals_line,
 };
 
 }  // namespace
