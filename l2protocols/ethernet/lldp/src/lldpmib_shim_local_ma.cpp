@@ -35,7 +35,9 @@ const lldpmib_snapshot_kind local_ma_kind = {
     [](const char* fn, const void*) {
         LLDPMIB_VERBOSE(fn, "Removing LLDP MIB Local MA entry from Local Management address cache");
     },
-    [](const char* fn) { LLDPMIB_VERBOSE(fn, "Destroying Local Management address cache\n"); },
+    [](const char* fn) {
+        LLDPMIB_VERBOSE(fn, "Destroying Local Management address cache\n");
+    },
 };
 
 uint32_t load_be32(const uint8_t* p) {

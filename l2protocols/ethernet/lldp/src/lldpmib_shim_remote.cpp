@@ -183,8 +183,8 @@ bool remote_learn_from(const lldpmib_remote_table* t, const lldpmib_remote_reque
 // they do.  A NEXT answer needs every port between the asked one and the
 // answer's, and, when the answer's time mark is above the asked one, every
 // port at all.
-const lldpmib_row* remote_search(
-    const lldpmib_remote_table* t, const lldpmib_remote_request* rq, bool* proven) {
+const lldpmib_row* remote_search(const lldpmib_remote_table* t, const lldpmib_remote_request* rq,
+                                 bool* proven) {
     lldpmib_remote_snapshot* s = t->snapshot;
     const lldpmib_row_key& key = rq->key;
     uint32_t port = key[1];

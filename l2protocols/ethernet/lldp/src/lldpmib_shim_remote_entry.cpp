@@ -20,7 +20,9 @@ const lldpmib_snapshot_kind remote_entry_kind = {
     [](const char* fn, const void*) {
         LLDPMIB_VERBOSE(fn, "Removing Remote Entry from LLDP MIB Remote Entry cache");
     },
-    [](const char* fn) { LLDPMIB_VERBOSE(fn, "Destroying LLDP MIB Remote Port Entry Cache\n"); },
+    [](const char* fn) {
+        LLDPMIB_VERBOSE(fn, "Destroying LLDP MIB Remote Port Entry Cache\n");
+    },
 };
 
 // The row's columns (nominators).
@@ -159,24 +161,35 @@ bool entry_fill(const lldpmib_remote_request* rq, const lldpmib_row_ref* row) {
 bool entry_keep(const neighbor_td*) { return true; }
 
 const lldpmib_remote_lines remote_entry_lines = {
-    .already = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Remote entry table cache already exist\n"); },
-    .creating = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Creating Remote entry table cache\n"); },
+    .already =
+        [](const char* fn) {
+            LLDPMIB_VERBOSE(fn, "Remote entry table cache already exist\n");
+        },
+    .creating =
+        [](const char* fn) {
+            LLDPMIB_VERBOSE(fn, "Creating Remote entry table cache\n");
+        },
     .attempt =
         [](const char* fn, const lldpmib_remote_request* rq, uint32_t port, uint32_t ifhandle) {
             int rem_index = port == rq->key[1] ? (int)rq->rem_index : 0;
-            LLDPMIB_VERBOSE(fn, "Attempt rem entry for interface index:%d, rem_index:%d ifhandle:%x\n",
+            LLDPMIB_VERBOSE(fn,
+                            "Attempt rem entry for interface index:%d, rem_index:%d ifhandle:%x\n",
                             (int)port, rem_index, ifhandle);
         },
-    .found = [](const char* fn,
-                uint32_t port) { LLDPMIB_VERBOSE(fn, "Found lldpRemTable data forifIndex %d", (int)port); },
+    .found =
+        [](const char* fn, uint32_t port) {
+            LLDPMIB_VERBOSE(fn, "Found lldpRemTable data forifIndex %d", (int)port);
+        },
     .failed =
         [](const char* fn, uint32_t port) {
             LLDPMIB_ERROR(fn, "Failed retrieving lldpRemTable datafor ifIndex %d", (int)port);
         },
     .stored = nullptr,
     // total_entries: the copies held once a port was iterated.
-    .iterated = [](const char*, lldpmib_snapshot* s, uint32_t,
-                   uint32_t) { s->total_entries = kel_list_get_size(s->list); },
+    .iterated =
+        [](const char*, lldpmib_snapshot* s, uint32_t, uint32_t) {
+            s->total_entries = kel_list_get_size(s->list);
+        },
     .search =
         [](const lldpmib_remote_request* rq, const lldpmib_row* hit) {
             const char* find = "lldpmib_find_remote_entry";

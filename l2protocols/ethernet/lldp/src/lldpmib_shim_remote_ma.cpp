@@ -24,7 +24,9 @@ const lldpmib_snapshot_kind remote_ma_kind = {
     [](const char* fn, const void*) {
         LLDPMIB_VERBOSE(fn, "Removing Remote entry from LLDP MIB Remote Management address cache");
     },
-    [](const char* fn) { LLDPMIB_VERBOSE(fn, "Destroying LLDP MIB Remote Management address cache"); },
+    [](const char* fn) {
+        LLDPMIB_VERBOSE(fn, "Destroying LLDP MIB Remote Management address cache");
+    },
 };
 
 struct remote_ma_request {
@@ -100,17 +102,26 @@ bool ma_fill(const lldpmib_remote_request* rq, const lldpmib_row_ref* row) {
 bool ma_keep(const neighbor_td* n) { return n->detail != nullptr && n->detail->man_addrs != nullptr; }
 
 const lldpmib_remote_lines remote_ma_lines = {
-    .already = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Remote MA cache already exist\n"); },
-    .creating = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Creating Remote MA cache\n"); },
-    .attempt = [](const char* fn, const lldpmib_remote_request*, uint32_t port,
-                  uint32_t) { LLDPMIB_VERBOSE(fn, "Attempt rem entry for port num:%d\n", (int)port); },
+    .already =
+        [](const char* fn) {
+            LLDPMIB_VERBOSE(fn, "Remote MA cache already exist\n");
+        },
+    .creating =
+        [](const char* fn) {
+            LLDPMIB_VERBOSE(fn, "Creating Remote MA cache\n");
+        },
+    .attempt =
+        [](const char* fn, const lldpmib_remote_request*, uint32_t port, uint32_t) {
+            LLDPMIB_VERBOSE(fn, "Attempt rem entry for port num:%d\n", (int)port);
+        },
     .found =
         [](const char* fn, uint32_t port) {
             LLDPMIB_VERBOSE(fn, "Found lldpRemManAddrTable data forifIndex %d", (int)port);
         },
     .failed =
         [](const char* fn, uint32_t port) {
-            LLDPMIB_ERROR(fn, "Failed retrieving lldpRemManAddrTable datafor ifIndex %d", (int)port);
+            LLDPMIB_ERROR(fn, "Failed retrieving lldpRemManAddrTable datafor ifIndex %d",
+                          (int)port);
         },
     .stored = nullptr,
     // total_entries: the addresses counted by every iteration since the reset.

@@ -25,7 +25,9 @@ const lldpmib_snapshot_kind oui_kind = {
     [](const char* fn, const void*) {
         LLDPMIB_VERBOSE(fn, "Removing Remote entry from LLDP MIB Remote OUI cache");
     },
-    [](const char* fn) { LLDPMIB_VERBOSE(fn, "Destroying LLDP MIB Remote OUI cache\n"); },
+    [](const char* fn) {
+        LLDPMIB_VERBOSE(fn, "Destroying LLDP MIB Remote OUI cache\n");
+    },
 };
 
 // (OUI octets, subtype, index) after the neighbour's part of the instance.
@@ -100,19 +102,27 @@ void oui_search(const lldpmib_remote_request* rq, const lldpmib_row* hit) {
     if (h[1] == k[1] && h[2] == k[2])
         LLDPMIB_VERBOSE(find, "matching Org Def TLV");
     else
-        LLDPMIB_VERBOSE(find, "best oui info, OUI:%x:%x subtypeindex:%d\n", key_oui(h), h[6], (int)h[7]);
+        LLDPMIB_VERBOSE(find, "best oui info, OUI:%x:%x subtypeindex:%d\n", key_oui(h), h[6],
+                        (int)h[7]);
 }
 
 const lldpmib_remote_lines oui_lines = {
-    .already = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Remote Org Def table cache already exist\n"); },
-    .creating = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Creating Remote Org Def table Cache\n"); },
+    .already =
+        [](const char* fn) {
+            LLDPMIB_VERBOSE(fn, "Remote Org Def table cache already exist\n");
+        },
+    .creating =
+        [](const char* fn) {
+            LLDPMIB_VERBOSE(fn, "Creating Remote Org Def table Cache\n");
+        },
     .attempt =
         [](const char* fn, const lldpmib_remote_request* rq, uint32_t port, uint32_t) {
             const lldpmib_row_key& k = rq->key;
             bool asked = port == k[1];
-            LLDPMIB_VERBOSE(fn, "Attempt rem entry for port num:%d, rem_index:%d,oui:%x:%x, oui_index:%d\n",
-                            (int)port, asked ? (int)rq->rem_index : 0, asked ? key_oui(k) : 0,
-                            asked ? k[6] : 0, asked ? (int)k[7] : 0);
+            LLDPMIB_VERBOSE(
+                fn, "Attempt rem entry for port num:%d, rem_index:%d,oui:%x:%x, oui_index:%d\n",
+                (int)port, asked ? (int)rq->rem_index : 0, asked ? key_oui(k) : 0, asked ? k[6] : 0,
+                asked ? (int)k[7] : 0);
         },
     .found =
         [](const char* fn, uint32_t port) {
@@ -120,7 +130,8 @@ const lldpmib_remote_lines oui_lines = {
         },
     .failed =
         [](const char* fn, uint32_t port) {
-            LLDPMIB_ERROR(fn, "Failed retrieving lldpRemOrgDefInfoTable datafor ifIndex %d", (int)port);
+            LLDPMIB_ERROR(fn, "Failed retrieving lldpRemOrgDefInfoTable datafor ifIndex %d",
+                          (int)port);
         },
     .stored = nullptr,
     // neighbors: the records of every iteration since the reset;

@@ -23,7 +23,9 @@ const lldpmib_snapshot_kind unknown_tlv_kind = {
     [](const char* fn, const void*) {
         LLDPMIB_VERBOSE(fn, "Removing Remote entry from LLDP MIB Remote Unknown TLV cache");
     },
-    [](const char* fn) { LLDPMIB_VERBOSE(fn, "Destroying LLDP MIB Remote Unknown TLV cache\n"); },
+    [](const char* fn) {
+        LLDPMIB_VERBOSE(fn, "Destroying LLDP MIB Remote Unknown TLV cache\n");
+    },
 };
 
 // ---- Hooks of the engine ----
@@ -83,17 +85,26 @@ void tlv_search(const lldpmib_remote_request* rq, const lldpmib_row* hit) {
 }
 
 const lldpmib_remote_lines unknown_tlv_lines = {
-    .already = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Remote Unknown TLV cache already exist\n"); },
-    .creating = [](const char* fn) { LLDPMIB_VERBOSE(fn, "Creating Remote Unknown TLV table cache\n"); },
-    .attempt = [](const char* fn, const lldpmib_remote_request*, uint32_t port,
-                  uint32_t) { LLDPMIB_VERBOSE(fn, "Attempt rem entry for port num:%d\n", (int)port); },
+    .already =
+        [](const char* fn) {
+            LLDPMIB_VERBOSE(fn, "Remote Unknown TLV cache already exist\n");
+        },
+    .creating =
+        [](const char* fn) {
+            LLDPMIB_VERBOSE(fn, "Creating Remote Unknown TLV table cache\n");
+        },
+    .attempt =
+        [](const char* fn, const lldpmib_remote_request*, uint32_t port, uint32_t) {
+            LLDPMIB_VERBOSE(fn, "Attempt rem entry for port num:%d\n", (int)port);
+        },
     .found =
         [](const char* fn, uint32_t port) {
             LLDPMIB_VERBOSE(fn, "Found lldpRemUnknownTLVTable data forifIndex %d", (int)port);
         },
     .failed =
         [](const char* fn, uint32_t port) {
-            LLDPMIB_ERROR(fn, "Failed retrieving lldpRemUnknownTLVTable datafor ifIndex %d", (int)port);
+            LLDPMIB_ERROR(fn, "Failed retrieving lldpRemUnknownTLVTable datafor ifIndex %d",
+                          (int)port);
         },
     .stored =
         [](const char*, uint32_t records, uint32_t counted) {
