@@ -327,7 +327,7 @@ int lldpmib_remote_shim_run(const lldpmib_remote_table* t, lldpmib_remote_reques
                 lines->creating(fn);
                 if (lldpmib_snapshot_create(&s->base, t->kind, fn) != 0) return 0;
             } else {
-                lines->already(fn);
+                lines->already(fn, rq);
             }
             while (!proven) {
                 hit = nullptr;

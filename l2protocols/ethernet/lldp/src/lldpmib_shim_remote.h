@@ -114,7 +114,8 @@ using lldpmib_row = std::pair<const lldpmib_row_key, lldpmib_row_ref>;
 // a hook of its own, so that the compiler checks its values against its
 // format.  "fn" is the shim's name unless said otherwise.
 struct lldpmib_remote_lines {
-    void (*already)(const char* fn);   // more ports asked in a live snapshot
+    // More ports asked in a live snapshot for rq.
+    void (*already)(const char* fn, const lldpmib_remote_request* rq);
     void (*creating)(const char* fn);  // before the snapshot list is made
     // Before a port's iteration.  The iteration starts from the asked key on
     // the asked port and from the port's first row on any other.

@@ -103,7 +103,7 @@ bool ma_keep(const neighbor_td* n) { return n->detail != nullptr && n->detail->m
 
 const lldpmib_remote_lines remote_ma_lines = {
     .already =
-        [](const char* fn) {
+        [](const char* fn, const lldpmib_remote_request*) {
             LLDPMIB_VERBOSE(fn, "Remote MA cache already exist\n");
         },
     .creating =

@@ -108,7 +108,7 @@ void oui_search(const lldpmib_remote_request* rq, const lldpmib_row* hit) {
 
 const lldpmib_remote_lines oui_lines = {
     .already =
-        [](const char* fn) {
+        [](const char* fn, const lldpmib_remote_request*) {
             LLDPMIB_VERBOSE(fn, "Remote Org Def table cache already exist\n");
         },
     .creating =

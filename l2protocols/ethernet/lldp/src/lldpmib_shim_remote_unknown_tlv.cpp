@@ -86,7 +86,7 @@ void tlv_search(const lldpmib_remote_request* rq, const lldpmib_row* hit) {
 
 const lldpmib_remote_lines unknown_tlv_lines = {
     .already =
-        [](const char* fn) {
+        [](const char* fn, const lldpmib_remote_request*) {
             LLDPMIB_VERBOSE(fn, "Remote Unknown TLV cache already exist\n");
         },
     .creating =
