@@ -8,6 +8,7 @@
 
 #include <algorithm>
 
+#include "lldpmib_addr_key.h"
 #include "lldpmib_enable.h"
 #include "lldpmib_freshness.h"
 #include "lldpmib_ext_internal.h"
@@ -54,25 +55,6 @@ int take_first_address(void* record, void*, void* context) {
     return 0;
 }
 
-// The least client key above key; false past the last IPv6 address.
-bool key_after(lldp_addr_element* key) {
-    if (key->addr_type == 0) {
-        uint32_t host;
-        memcpy(&host, key->addr, sizeof host);
-        if (host != UINT32_MAX) {
-            host++;
-            memcpy(key->addr, &host, sizeof host);
-            return true;
-        }
-        memset(key, 0, sizeof *key);
-        key->addr_type = 1;
-        return true;
-    }
-    for (int i = 15; i >= 0; i--)
-        if (++key->addr[i] != 0) return true;
-    return false;
-}
-
 // Every distinct local address in the order the client walks them, which is
 // the module's instance order (IPv4 before IPv6, each by address).
 bool fetch_man_addrs(std::vector<lldpmib_ext_man_addr>* out) {
@@ -85,7 +67,7 @@ bool fetch_man_addrs(std::vector<lldpmib_ext_man_addr>* out) {
         out->push_back(man_addr_of(&answer.element));
         key = answer.element;
         key.next = nullptr;
-        if (!key_after(&key)) return true;
+        if (!lldpmib_addr_key_after(&key)) return true;
     }
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "lldpmib.h"
+#include "lldpmib_addr_key.h"
 
 namespace {
 
@@ -82,25 +83,6 @@ bool client_key(const ma_key& k, lldp_addr_element* key) {
         for (int i = 0; i < 16; i++) key->addr[i] = (uint8_t)k[2 + i];
         return true;
     }
-    return false;
-}
-
-// The least client key above key; false past the last IPv6 address.
-bool client_key_after(lldp_addr_element* key) {
-    if (key->addr_type == 0) {
-        uint32_t host;
-        memcpy(&host, key->addr, sizeof host);
-        if (host != UINT32_MAX) {
-            host++;
-            memcpy(key->addr, &host, sizeof host);
-            return true;
-        }
-        memset(key, 0, sizeof *key);
-        key->addr_type = 1;
-        return true;
-    }
-    for (int i = 15; i >= 0; i--)
-        if (++key->addr[i] != 0) return true;
     return false;
 }
 
@@ -223,7 +205,7 @@ bool local_ma_learn_next(lldpmib_snapshot* s) {
     memset(&key, 0, sizeof key);
     if (local_ma_rows.started) {
         key = local_ma_rows.known_through;
-        if (!client_key_after(&key)) {
+        if (!lldpmib_addr_key_after(&key)) {
             local_ma_rows.complete = true;
             return true;
         }
