@@ -67,6 +67,22 @@ std::vector<uint32_t> man_addr_key(int32_t subtype, const unsigned char* octets,
     return k;
 }
 
+// The frame of the three port tables: decodes the port, finds its row in the
+// snapshot and binds the value column(row) gives (null: none).
+template <typename Column>
+VarBind* port_row_get(OID* incoming, ObjectInfo* object, int searchType, Column column) {
+    int32_t port = 0;
+    if (!decode_port_index(incoming, object, searchType, &port)) return nullptr;
+    return lldpmib_ext_with_data([&](const lldpmib_ext_data& d) -> VarBind* {
+        const lldp_port_stats* row = find_port(d.ports, searchType, port);
+        if (row == nullptr) return nullptr;
+        uint32_t inst[1] = {row->port_num};
+        uint32_t number = 0;  // integers and counters are bound by address
+        void* value = column(*row, &number);
+        return value != nullptr ? bind_value(object, inst, 1, value) : nullptr;
+    });
+}
+
 }  // namespace
 
 extern "C" {
@@ -91,28 +107,18 @@ VarBind* lldpExtConfiguration_get(OID* incoming, ObjectInfo* object, int searchT
 
 VarBind* lldpExtPortConfigEntry_get(OID* incoming, ObjectInfo* object, int searchType, void*,
                                     int) {
-    int32_t port = 0;
-    if (!decode_port_index(incoming, object, searchType, &port)) return nullptr;
-    return lldpmib_ext_with_data([&](const lldpmib_ext_data& d) -> VarBind* {
-        const lldp_port_stats* row = find_port(d.ports, searchType, port);
-        if (row == nullptr) return nullptr;
-        uint32_t inst[1] = {row->port_num};
-        int32_t integer = 0;
-        void* value = &integer;
+    return port_row_get(incoming, object, searchType, [&](const lldp_port_stats& row, uint32_t* n) -> void* {
         switch (object->nominator) {
-            case PORT_CONFIG_ADMIN_STATUS: integer = row->admin_status; break;
+            case PORT_CONFIG_ADMIN_STATUS: *n = row.admin_status; return n;
             case PORT_CONFIG_NOTIFICATION_ENABLE:
-                integer = row->notification_enable || lldpmib_ext_notify_all_ports() ? kTruthTrue
-                                                                                     : kTruthFalse;
-                break;
+                *n = row.notification_enable || lldpmib_ext_notify_all_ports() ? kTruthTrue : kTruthFalse;
+                return n;
             case PORT_CONFIG_TLVS_TX: {
-                unsigned char octet = tlvs_tx_octet(row->tlvs_tx);
-                value = MakeOctetString(&octet, 1);
-                break;
+                unsigned char octet = tlvs_tx_octet(row.tlvs_tx);
+                return MakeOctetString(&octet, 1);
             }
             default: return nullptr;
         }
-        return value != nullptr ? bind_value(object, inst, 1, value) : nullptr;
     });
 }
 
@@ -164,36 +170,25 @@ VarBind* lldpExtStatistics_get(OID* incoming, ObjectInfo* object, int searchType
 
 VarBind* lldpExtStatsTxPortEntry_get(OID* incoming, ObjectInfo* object, int searchType, void*,
                                      int) {
-    int32_t port = 0;
-    if (!decode_port_index(incoming, object, searchType, &port)) return nullptr;
-    return lldpmib_ext_with_data([&](const lldpmib_ext_data& d) -> VarBind* {
-        const lldp_port_stats* row = find_port(d.ports, searchType, port);
-        if (row == nullptr || object->nominator != TX_FRAMES) return nullptr;
-        uint32_t inst[1] = {row->port_num};
-        uint32_t value = row->tx_frames;
-        return bind_value(object, inst, 1, &value);
+    return port_row_get(incoming, object, searchType, [&](const lldp_port_stats& row, uint32_t* n) -> void* {
+        if (object->nominator != TX_FRAMES) return nullptr;
+        *n = row.tx_frames;
+        return n;
     });
 }
 
 VarBind* lldpExtStatsRxPortEntry_get(OID* incoming, ObjectInfo* object, int searchType, void*,
                                      int) {
-    int32_t port = 0;
-    if (!decode_port_index(incoming, object, searchType, &port)) return nullptr;
-    return lldpmib_ext_with_data([&](const lldpmib_ext_data& d) -> VarBind* {
-        const lldp_port_stats* row = find_port(d.ports, searchType, port);
-        if (row == nullptr) return nullptr;
-        uint32_t inst[1] = {row->port_num};
-        uint32_t value = 0;
+    return port_row_get(incoming, object, searchType, [&](const lldp_port_stats& row, uint32_t* n) -> void* {
         switch (object->nominator) {
-            case RX_DISCARDED: value = row->rx_frames_discarded; break;
-            case RX_ERRORS: value = row->rx_frames_errors; break;
-            case RX_FRAMES: value = row->rx_frames; break;
-            case RX_TLVS_DISCARDED: value = row->rx_tlvs_discarded; break;
-            case RX_TLVS_UNRECOGNIZED: value = row->rx_tlvs_unrecognized; break;
-            case RX_AGEOUTS: value = row->ageouts; break;
+            case RX_DISCARDED: *n = row.rx_frames_discarded; return n;
+            case RX_ERRORS: *n = row.rx_frames_errors; return n;
+            case RX_FRAMES: *n = row.rx_frames; return n;
+            case RX_TLVS_DISCARDED: *n = row.rx_tlvs_discarded; return n;
+            case RX_TLVS_UNRECOGNIZED: *n = row.rx_tlvs_unrecognized; return n;
+            case RX_AGEOUTS: *n = row.ageouts; return n;
             default: return nullptr;
         }
-        return bind_value(object, inst, 1, &value);
     });
 }
 
