@@ -6,6 +6,15 @@
 
 #include "snmp_agent.h"
 
+// lldpMIB, the start of every identifier both libraries serve.
+#define LLDP_MIB_PREFIX 1, 0, 8802, 1, 1, 2
+
+// One read-only object of an object list: identifier array, value type,
+// nominator and method routine (the attribute byte is the agent's 0x20).
+#define LLDPMIB_READ_ONLY_OBJECT(id, type, nominator, method)                                \
+    {{(int32_t)(sizeof(id) / sizeof(id[0])), const_cast<uint32_t*>(id)}, type,               \
+     READ_ONLY_ACCESS, nominator, 0x20, method, readOnly_test, nullptr}
+
 namespace lldpmib_frame {
 
 // The longest instance a table with a string index answers.

@@ -1,8 +1,7 @@
 // The extension library's served objects and its start and stop.
 #include "lldpmib_ext_internal.h"
+#include "lldpmib_frame.h"
 #include "platform_sys.h"
-
-#define LLDP_MIB_PREFIX 1, 0, 8802, 1, 1, 2
 
 namespace {
 
@@ -33,37 +32,33 @@ const uint32_t kRxPortAgeoutsTotal[] = {LLDP_MIB_PREFIX, 1, 2, 7, 1, 7};
 }  // namespace
 
 // The nominator is the column (or scalar number) less one, as in the module.
-#define EXT_OBJECT(id, type, nominator, method)                                  \
-    {{(int32_t)(sizeof(id) / sizeof(id[0])), const_cast<uint32_t*>(id)}, type, \
-     READ_ONLY_ACCESS, nominator, 0x20, method, readOnly_test, nullptr}
-
 extern "C" {
 
 // clang-format off
 // Every SYNTAX as LLDP-MIB gives it: Integer32 and the enumerations as
 // INTEGER, TimeStamp as TimeTicks, ZeroBasedCounter32 as Gauge32.
 ObjectInfo lldpmib_ext_OidList[21] = {
-    EXT_OBJECT(kTxInterval, INTEGER_TYPE, 0, lldpExtConfiguration_get),
-    EXT_OBJECT(kTxHoldMultiplier, INTEGER_TYPE, 1, lldpExtConfiguration_get),
-    EXT_OBJECT(kReinitDelay, INTEGER_TYPE, 2, lldpExtConfiguration_get),
-    EXT_OBJECT(kTxDelay, INTEGER_TYPE, 3, lldpExtConfiguration_get),
-    EXT_OBJECT(kNotificationInterval, INTEGER_TYPE, 4, lldpExtConfiguration_get),
-    EXT_OBJECT(kPortConfigAdminStatus, INTEGER_TYPE, 1, lldpExtPortConfigEntry_get),
-    EXT_OBJECT(kPortConfigNotificationEnable, INTEGER_TYPE, 2, lldpExtPortConfigEntry_get),
-    EXT_OBJECT(kPortConfigTLVsTxEnable, OCTET_PRIM_TYPE, 3, lldpExtPortConfigEntry_get),
-    EXT_OBJECT(kConfigManAddrPortsTxEnable, OCTET_PRIM_TYPE, 0, lldpExtConfigManAddrEntry_get),
-    EXT_OBJECT(kRemTablesLastChangeTime, TIME_TICKS_TYPE, 0, lldpExtStatistics_get),
-    EXT_OBJECT(kRemTablesInserts, GAUGE_TYPE, 1, lldpExtStatistics_get),
-    EXT_OBJECT(kRemTablesDeletes, GAUGE_TYPE, 2, lldpExtStatistics_get),
-    EXT_OBJECT(kRemTablesDrops, GAUGE_TYPE, 3, lldpExtStatistics_get),
-    EXT_OBJECT(kRemTablesAgeouts, GAUGE_TYPE, 4, lldpExtStatistics_get),
-    EXT_OBJECT(kTxPortFramesTotal, COUNTER_TYPE, 1, lldpExtStatsTxPortEntry_get),
-    EXT_OBJECT(kRxPortFramesDiscardedTotal, COUNTER_TYPE, 1, lldpExtStatsRxPortEntry_get),
-    EXT_OBJECT(kRxPortFramesErrors, COUNTER_TYPE, 2, lldpExtStatsRxPortEntry_get),
-    EXT_OBJECT(kRxPortFramesTotal, COUNTER_TYPE, 3, lldpExtStatsRxPortEntry_get),
-    EXT_OBJECT(kRxPortTLVsDiscardedTotal, COUNTER_TYPE, 4, lldpExtStatsRxPortEntry_get),
-    EXT_OBJECT(kRxPortTLVsUnrecognizedTotal, COUNTER_TYPE, 5, lldpExtStatsRxPortEntry_get),
-    EXT_OBJECT(kRxPortAgeoutsTotal, GAUGE_TYPE, 6, lldpExtStatsRxPortEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(kTxInterval, INTEGER_TYPE, 0, lldpExtConfiguration_get),
+    LLDPMIB_READ_ONLY_OBJECT(kTxHoldMultiplier, INTEGER_TYPE, 1, lldpExtConfiguration_get),
+    LLDPMIB_READ_ONLY_OBJECT(kReinitDelay, INTEGER_TYPE, 2, lldpExtConfiguration_get),
+    LLDPMIB_READ_ONLY_OBJECT(kTxDelay, INTEGER_TYPE, 3, lldpExtConfiguration_get),
+    LLDPMIB_READ_ONLY_OBJECT(kNotificationInterval, INTEGER_TYPE, 4, lldpExtConfiguration_get),
+    LLDPMIB_READ_ONLY_OBJECT(kPortConfigAdminStatus, INTEGER_TYPE, 1, lldpExtPortConfigEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(kPortConfigNotificationEnable, INTEGER_TYPE, 2, lldpExtPortConfigEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(kPortConfigTLVsTxEnable, OCTET_PRIM_TYPE, 3, lldpExtPortConfigEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(kConfigManAddrPortsTxEnable, OCTET_PRIM_TYPE, 0, lldpExtConfigManAddrEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(kRemTablesLastChangeTime, TIME_TICKS_TYPE, 0, lldpExtStatistics_get),
+    LLDPMIB_READ_ONLY_OBJECT(kRemTablesInserts, GAUGE_TYPE, 1, lldpExtStatistics_get),
+    LLDPMIB_READ_ONLY_OBJECT(kRemTablesDeletes, GAUGE_TYPE, 2, lldpExtStatistics_get),
+    LLDPMIB_READ_ONLY_OBJECT(kRemTablesDrops, GAUGE_TYPE, 3, lldpExtStatistics_get),
+    LLDPMIB_READ_ONLY_OBJECT(kRemTablesAgeouts, GAUGE_TYPE, 4, lldpExtStatistics_get),
+    LLDPMIB_READ_ONLY_OBJECT(kTxPortFramesTotal, COUNTER_TYPE, 1, lldpExtStatsTxPortEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(kRxPortFramesDiscardedTotal, COUNTER_TYPE, 1, lldpExtStatsRxPortEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(kRxPortFramesErrors, COUNTER_TYPE, 2, lldpExtStatsRxPortEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(kRxPortFramesTotal, COUNTER_TYPE, 3, lldpExtStatsRxPortEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(kRxPortTLVsDiscardedTotal, COUNTER_TYPE, 4, lldpExtStatsRxPortEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(kRxPortTLVsUnrecognizedTotal, COUNTER_TYPE, 5, lldpExtStatsRxPortEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(kRxPortAgeoutsTotal, GAUGE_TYPE, 6, lldpExtStatsRxPortEntry_get),
 };
 // clang-format on
 int32_t lldpmib_ext_OidListNum = 21;

@@ -7,8 +7,6 @@
 #include "lldpmib.h"
 #include "lldpmib_frame.h"
 
-#define LLDP_MIB_PREFIX 1, 0, 8802, 1, 1, 2
-
 extern "C" {
 
 // ======================= Identifiers =======================
@@ -88,38 +86,34 @@ const snmp_oid_name lldpmib_oid_table[22] = {
     {nullptr, nullptr},
 };
 
-#define LLDP_OBJECT(id, type, nominator, method)                                           \
-    {{(int32_t)(sizeof(id) / sizeof(id[0])), const_cast<uint32_t*>(id)}, type,               \
-     READ_ONLY_ACCESS, nominator, 0x20, method, readOnly_test, nullptr}
-
 ObjectInfo lldpmib_OidList[27] = {
-    LLDP_OBJECT(IDlldpLocChassisIdSubtype, INTEGER_TYPE, 0, lldpLocalSystemData_get),
-    LLDP_OBJECT(IDlldpLocChassisId, OCTET_PRIM_TYPE, 1, lldpLocalSystemData_get),
-    LLDP_OBJECT(IDlldpLocSysName, OCTET_PRIM_TYPE, 2, lldpLocalSystemData_get),
-    LLDP_OBJECT(IDlldpLocSysDesc, OCTET_PRIM_TYPE, 3, lldpLocalSystemData_get),
-    LLDP_OBJECT(IDlldpLocSysCapSupported, OCTET_PRIM_TYPE, 4, lldpLocalSystemData_get),
-    LLDP_OBJECT(IDlldpLocSysCapEnabled, OCTET_PRIM_TYPE, 5, lldpLocalSystemData_get),
-    LLDP_OBJECT(IDlldpLocPortIdSubtype, INTEGER_TYPE, 1, lldpLocPortEntry_get),
-    LLDP_OBJECT(IDlldpLocPortId, OCTET_PRIM_TYPE, 2, lldpLocPortEntry_get),
-    LLDP_OBJECT(IDlldpLocPortDesc, OCTET_PRIM_TYPE, 3, lldpLocPortEntry_get),
-    LLDP_OBJECT(IDlldpLocManAddrLen, INTEGER_TYPE, 2, lldpLocManAddrEntry_get),
-    LLDP_OBJECT(IDlldpLocManAddrIfSubtype, INTEGER_TYPE, 3, lldpLocManAddrEntry_get),
-    LLDP_OBJECT(IDlldpLocManAddrIfId, INTEGER_TYPE, 4, lldpLocManAddrEntry_get),
-    LLDP_OBJECT(IDlldpLocManAddrOID, OBJECT_ID_TYPE, 5, lldpLocManAddrEntry_get),
-    LLDP_OBJECT(IDlldpRemChassisIdSubtype, INTEGER_TYPE, 3, lldpRemEntry_get),
-    LLDP_OBJECT(IDlldpRemChassisId, OCTET_PRIM_TYPE, 4, lldpRemEntry_get),
-    LLDP_OBJECT(IDlldpRemPortIdSubtype, INTEGER_TYPE, 5, lldpRemEntry_get),
-    LLDP_OBJECT(IDlldpRemPortId, OCTET_PRIM_TYPE, 6, lldpRemEntry_get),
-    LLDP_OBJECT(IDlldpRemPortDesc, OCTET_PRIM_TYPE, 7, lldpRemEntry_get),
-    LLDP_OBJECT(IDlldpRemSysName, OCTET_PRIM_TYPE, 8, lldpRemEntry_get),
-    LLDP_OBJECT(IDlldpRemSysDesc, OCTET_PRIM_TYPE, 9, lldpRemEntry_get),
-    LLDP_OBJECT(IDlldpRemSysCapSupported, OCTET_PRIM_TYPE, 10, lldpRemEntry_get),
-    LLDP_OBJECT(IDlldpRemSysCapEnabled, OCTET_PRIM_TYPE, 11, lldpRemEntry_get),
-    LLDP_OBJECT(IDlldpRemManAddrIfSubtype, INTEGER_TYPE, 2, lldpRemManAddrEntry_get),
-    LLDP_OBJECT(IDlldpRemManAddrIfId, INTEGER_TYPE, 3, lldpRemManAddrEntry_get),
-    LLDP_OBJECT(IDlldpRemManAddrOID, OBJECT_ID_TYPE, 4, lldpRemManAddrEntry_get),
-    LLDP_OBJECT(IDlldpRemUnknownTLVInfo, OCTET_PRIM_TYPE, 1, lldpRemUnknownTLVEntry_get),
-    LLDP_OBJECT(IDlldpRemOrgDefInfo, OCTET_PRIM_TYPE, 3, lldpRemOrgDefInfoEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpLocChassisIdSubtype, INTEGER_TYPE, 0, lldpLocalSystemData_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpLocChassisId, OCTET_PRIM_TYPE, 1, lldpLocalSystemData_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpLocSysName, OCTET_PRIM_TYPE, 2, lldpLocalSystemData_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpLocSysDesc, OCTET_PRIM_TYPE, 3, lldpLocalSystemData_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpLocSysCapSupported, OCTET_PRIM_TYPE, 4, lldpLocalSystemData_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpLocSysCapEnabled, OCTET_PRIM_TYPE, 5, lldpLocalSystemData_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpLocPortIdSubtype, INTEGER_TYPE, 1, lldpLocPortEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpLocPortId, OCTET_PRIM_TYPE, 2, lldpLocPortEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpLocPortDesc, OCTET_PRIM_TYPE, 3, lldpLocPortEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpLocManAddrLen, INTEGER_TYPE, 2, lldpLocManAddrEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpLocManAddrIfSubtype, INTEGER_TYPE, 3, lldpLocManAddrEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpLocManAddrIfId, INTEGER_TYPE, 4, lldpLocManAddrEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpLocManAddrOID, OBJECT_ID_TYPE, 5, lldpLocManAddrEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemChassisIdSubtype, INTEGER_TYPE, 3, lldpRemEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemChassisId, OCTET_PRIM_TYPE, 4, lldpRemEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemPortIdSubtype, INTEGER_TYPE, 5, lldpRemEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemPortId, OCTET_PRIM_TYPE, 6, lldpRemEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemPortDesc, OCTET_PRIM_TYPE, 7, lldpRemEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemSysName, OCTET_PRIM_TYPE, 8, lldpRemEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemSysDesc, OCTET_PRIM_TYPE, 9, lldpRemEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemSysCapSupported, OCTET_PRIM_TYPE, 10, lldpRemEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemSysCapEnabled, OCTET_PRIM_TYPE, 11, lldpRemEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemManAddrIfSubtype, INTEGER_TYPE, 2, lldpRemManAddrEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemManAddrIfId, INTEGER_TYPE, 3, lldpRemManAddrEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemManAddrOID, OBJECT_ID_TYPE, 4, lldpRemManAddrEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemUnknownTLVInfo, OCTET_PRIM_TYPE, 1, lldpRemUnknownTLVEntry_get),
+    LLDPMIB_READ_ONLY_OBJECT(IDlldpRemOrgDefInfo, OCTET_PRIM_TYPE, 3, lldpRemOrgDefInfoEntry_get),
 };
 
 int32_t lldpmib_OidListNum = 27;
