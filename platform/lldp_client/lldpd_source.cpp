@@ -70,9 +70,18 @@ std::string mac_dotted(const uint8_t* mac) {
     return buf;
 }
 
-std::string id_text(uint8_t subtype, uint8_t mac_subtype, const uint8_t* bytes, size_t len) {
+std::string id_text(id_kind kind, uint8_t subtype, const uint8_t* bytes, size_t len) {
     if (!bytes || len == 0) return {};
-    if (subtype == mac_subtype && len == 6) return mac_dotted(bytes);
+    bool chassis = kind == id_kind::chassis;
+    if (subtype == (chassis ? LLDP_CHASSISID_SUBTYPE_LLADDR : LLDP_PORTID_SUBTYPE_LLADDR) && len == 6)
+        return mac_dotted(bytes);
+    if (subtype == (chassis ? LLDP_CHASSISID_SUBTYPE_ADDR : LLDP_PORTID_SUBTYPE_ADDR)) {
+        constexpr uint8_t ipv4 = 1, ipv6 = 2;  // IANA address families
+        char text[INET6_ADDRSTRLEN];
+        if ((bytes[0] == ipv4 && len == 1 + 4 && inet_ntop(AF_INET, bytes + 1, text, sizeof text)) ||
+            (bytes[0] == ipv6 && len == 1 + 16 && inet_ntop(AF_INET6, bytes + 1, text, sizeof text)))
+            return text;
+    }
     if (printable(bytes, len)) return std::string(reinterpret_cast<const char*>(bytes), len);
     std::string s;
     char hex[4];
@@ -426,7 +435,7 @@ private:
         local_system& l = t.local;
         l.chassis_id_subtype = get_subtype(c, lldpctl_k_chassis_id_subtype, LLDP_CHASSISID_SUBTYPE_LLADDR);
         auto id = get_bytes(c, lldpctl_k_chassis_id);
-        l.chassis_id = id_text(l.chassis_id_subtype, LLDP_CHASSISID_SUBTYPE_LLADDR, id.data(), id.size());
+        l.chassis_id = id_text(id_kind::chassis, l.chassis_id_subtype, id.data(), id.size());
         l.sys_name = get_text(c, lldpctl_k_chassis_name);
         l.sys_desc = get_text(c, lldpctl_k_chassis_descr);
         l.supported_caps = map_capabilities(lldpctl_atom_get_int(c, lldpctl_k_chassis_cap_available));
@@ -442,7 +451,7 @@ private:
         lp.ifhandle = lp.port_num;
         lp.port_id_subtype = get_subtype(p, lldpctl_k_port_id_subtype, LLDP_PORTID_SUBTYPE_IFNAME);
         auto id = get_bytes(p, lldpctl_k_port_id);
-        lp.port_id = id_text(lp.port_id_subtype, LLDP_PORTID_SUBTYPE_LLADDR, id.data(), id.size());
+        lp.port_id = id_text(id_kind::port, lp.port_id_subtype, id.data(), id.size());
         lp.port_desc = get_text(p, lldpctl_k_port_descr);
         lp.admin_status = map_admin_status(lldpctl_atom_get_int(p, lldpctl_k_port_status), receive_only_);
         lp.notification_enable = false;  // lldpd notifies nobody; the agent may be told to

@@ -49,10 +49,12 @@ bool parse_management_address(const char* text, long if_index, lldp_model::addre
 // "xxxx.xxxx.xxxx" of 6 octets.
 std::string mac_dotted(const uint8_t* mac);
 
-// An ID as text for the local records: a 6-octet MAC (subtype mac_subtype)
-// in dotted form, printable bytes as they are, anything else as hex octets
-// joined by ':'.
-std::string id_text(uint8_t subtype, uint8_t mac_subtype, const uint8_t* bytes, size_t len);
+// A local chassis or port ID as the local records' text: a 6-octet MAC in
+// dotted form, an IPv4 or IPv6 network address (IANA family octet first) as
+// inet_ntop prints it, printable bytes as they are, anything else as hex
+// octets joined by ':'.
+enum class id_kind { chassis, port };
+std::string id_text(id_kind kind, uint8_t subtype, const uint8_t* bytes, size_t len);
 
 // 3 OUI octets as the 24-bit number of the records (first octet high).
 uint32_t oui_number(const uint8_t* oui, size_t len);

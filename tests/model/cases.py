@@ -71,6 +71,11 @@ def topology(r):
             o["subtype"] = r.choice([1, 2, 3, 6, 255])
         return o
 
+    def printed_address():
+        """Network address text, now and then text that is none."""
+        return r.choice(["192.0.2.1", "0.0.0.0", "::", "2001:db8::7", "::ffff:10.0.0.1", "1.2.3", "01.2.3.4",
+                         text(1, 8)])
+
     def distinct(n, pool):
         out = []
         while len(out) < n:
@@ -132,8 +137,9 @@ def topology(r):
     elif r.random() < 0.3:
         t["lldp"] = {"enabled": True, "node_enabled": r.random() < 0.5}
     kind = r.randrange(20)
-    if kind == 0:
-        local = {"chassis_id_subtype": r.choice([0, 5, 255]), "chassis_id": text(1, 16)}
+    if kind < 2:
+        local = {"chassis_id_subtype": r.choice([0, 1, 2, 3, 5, 5, 6, 8, 255])}
+        local["chassis_id"] = printed_address() if local["chassis_id_subtype"] == 5 else text(1, 16)
     elif kind < 8:
         local = {"chassis_id_subtype": 7, "chassis_id": text(1, 16)}
     else:
@@ -170,9 +176,12 @@ def topology(r):
                                for k in ("tx_frames", "rx_frames", "rx_frames_discarded", "rx_frames_errors",
                                          "rx_tlvs_discarded", "rx_tlvs_unrecognized", "ageouts", "inserts",
                                          "deletes", "drops") if r.random() < 0.6}
-        if r.random() < 0.4:
-            p["port_id_subtype"] = r.choice([0, 3, 5, 7, 255])
-        p["port_id"] = text(256, 300) if r.random() < 0.03 else text(1, 12)
+        if r.random() < 0.5:
+            p["port_id_subtype"] = r.choice([0, 3, 3, 4, 4, 5, 7, 255])
+        mac = mac_like()
+        p["port_id"] = (text(256, 300) if r.random() < 0.03 else
+                        printed_address() if r.random() < 0.3 else
+                        mac.decode() if r.random() < 0.4 and all(0x20 <= c < 0x7F for c in mac) else text(1, 12))
         optional(p, [("port_desc", 0, 20, 0.6)], [])
         count = 0 if r.random() < 0.3 else r.randint(1, 4)
         neighbors = [neighbor(i) for i in distinct(count, [1, 2, 3, 10, 1000, INDEX_MAX])]

@@ -20,6 +20,16 @@ def _mac(raw):
     return bytes.fromhex(digits[:len(digits) // 2 * 2]).ljust(6, b"\0")
 
 
+def _address(raw):
+    """Printed IPv4 or IPv6 text to the IANA family octet and the address; None
+    when it is no such text."""
+    try:
+        ip = ipaddress.ip_address(raw.decode("latin-1"))
+    except ValueError:
+        return None
+    return bytes([1 if ip.version == 4 else 2]) + ip.packed
+
+
 def caps(value):
     """BITS: capability n is bit n, bit 0 the first octet's most significant."""
     return int(f"{value & 0xFFFF:016b}"[::-1], 2).to_bytes(2, "big")
@@ -84,8 +94,9 @@ def reference(topo):
     loc = topo["local"]
     subtype, chassis = loc.get("chassis_id_subtype", 4), _bytes(loc["chassis_id"])
     put((1, 3, 1), [0], "INTEGER", subtype)
-    if subtype in (4, 7):
-        put((1, 3, 2), [0], "OCTETS", (_mac(chassis) or chassis[:14]) if subtype == 4 else chassis)
+    if 1 <= subtype <= 7:  # MAC and network addresses as octets, other IDs as text
+        put((1, 3, 2), [0], "OCTETS", (_mac(chassis) or chassis[:14]) if subtype == 4 else
+            (_address(chassis) or chassis) if subtype == 5 else chassis)
     put((1, 3, 3), [0], "OCTETS", _bytes(loc.get("sys_name", "")))
     put((1, 3, 4), [0], "OCTETS", _bytes(loc.get("sys_desc", "")))
     put((1, 3, 5), [0], "OCTETS", caps(loc.get("supported_caps", 0)))
@@ -101,8 +112,10 @@ def reference(topo):
     configuration(topo, put)
     for p in topo.get("ports", []):
         port = p["port_num"]
-        put((1, 3, 7, 1, 2), [port], "INTEGER", p.get("port_id_subtype", 5))
-        put((1, 3, 7, 1, 3), [port], "OCTETS", _bytes(p["port_id"])[:255])
+        subtype, pid = p.get("port_id_subtype", 5), _bytes(p["port_id"])
+        pid = (subtype == 3 and _mac(pid)) or (subtype == 4 and _address(pid)) or pid[:255]
+        put((1, 3, 7, 1, 2), [port], "INTEGER", subtype)
+        put((1, 3, 7, 1, 3), [port], "OCTETS", pid)
         put((1, 3, 7, 1, 4), [port], "OCTETS", _bytes(p.get("port_desc", "")))
         for n in p.get("neighbors", []):
             key = [n.get("time_mark", 0), port, n["rem_index"]]

@@ -55,15 +55,20 @@ TEST(Lldpd, ManagementAddressFromLldpdText) {
     }
 }
 
-TEST(Lldpd, IdsAreDottedMacTextOrHex) {
+TEST(Lldpd, IdsAreDottedMacAddressTextOrHex) {
     const uint8_t mac[] = {0xa6, 0xdc, 0x89, 0xd4, 0xd1, 0x90}, name[] = {'e', 't', 'h', '0'};
-    const int mac_c = LLDP_CHASSISID_SUBTYPE_LLADDR, mac_p = LLDP_PORTID_SUBTYPE_LLADDR;
-    EXPECT_EQ(id_text(mac_c, mac_c, mac, 6), "a6dc.89d4.d190");
-    EXPECT_EQ(id_text(mac_p, mac_p, mac, 6), "a6dc.89d4.d190");
-    EXPECT_EQ(id_text(LLDP_PORTID_SUBTYPE_IFNAME, mac_p, name, 4), "eth0");
-    EXPECT_EQ(id_text(LLDP_CHASSISID_SUBTYPE_LOCAL, mac_c, mac, 6), "a6:dc:89:d4:d1:90");  // not a MAC subtype
-    EXPECT_EQ(id_text(mac_c, mac_c, mac, 5), "a6:dc:89:d4:d1");                           // not a MAC length
-    EXPECT_EQ(id_text(mac_c, mac_c, nullptr, 0), "");
+    const uint8_t v4[] = {1, 192, 0, 2, 9}, v6[] = {2, 0x20, 1, 0xd, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7};
+    const auto c = id_kind::chassis, p = id_kind::port;
+    EXPECT_EQ(id_text(c, LLDP_CHASSISID_SUBTYPE_LLADDR, mac, 6), "a6dc.89d4.d190");
+    EXPECT_EQ(id_text(p, LLDP_PORTID_SUBTYPE_LLADDR, mac, 6), "a6dc.89d4.d190");
+    EXPECT_EQ(id_text(p, LLDP_CHASSISID_SUBTYPE_LLADDR, mac, 6), "a6:dc:89:d4:d1:90");  // the chassis MAC subtype
+    EXPECT_EQ(id_text(c, LLDP_CHASSISID_SUBTYPE_ADDR, v4, 5), "192.0.2.9");
+    EXPECT_EQ(id_text(p, LLDP_PORTID_SUBTYPE_ADDR, v6, 17), "2001:db8::7");
+    EXPECT_EQ(id_text(p, LLDP_PORTID_SUBTYPE_ADDR, v6, 16), "02:20:01:0d:b8:00:00:00:00:00:00:00:00:00:00:00");
+    EXPECT_EQ(id_text(p, LLDP_PORTID_SUBTYPE_IFNAME, name, 4), "eth0");
+    EXPECT_EQ(id_text(c, LLDP_CHASSISID_SUBTYPE_LOCAL, mac, 6), "a6:dc:89:d4:d1:90");
+    EXPECT_EQ(id_text(c, LLDP_CHASSISID_SUBTYPE_LLADDR, mac, 5), "a6:dc:89:d4:d1");  // not a MAC length
+    EXPECT_EQ(id_text(c, LLDP_CHASSISID_SUBTYPE_LLADDR, nullptr, 0), "");
 }
 
 TEST(Lldpd, OrgDefTlvOuiAndIndexWithinOuiAndSubtype) {

@@ -180,6 +180,15 @@ extern lldpLocalSystemData_t lldpLocalSystemDataData;
 lldpLocalSystemData_t* lldpmib_shim_local_system_data_get(int serialNum, void* contextInfo,
                                                           int nominator);
 int lldpmib_convert_macstr_pton(const char* text, unsigned char* buffer);
+// The subtypes whose IDs are not served as text.
+enum { LLDP_CHASSIS_ID_MAC = 4, LLDP_CHASSIS_ID_NETWORK_ADDRESS = 5, LLDP_CHASSIS_ID_LOCAL = 7 };
+enum { LLDP_PORT_ID_MAC = 3, LLDP_PORT_ID_NETWORK_ADDRESS = 4 };
+// A local ID given as text in the form its subtype defines: dotted MAC text
+// as its six octets, network address text as the IANA family octet and the
+// address, anything else as the text.  A chassis MAC ID that is not MAC text
+// is its first 14 characters.
+OctetString* lldpmib_local_chassis_id(int subtype, const char* text);
+OctetString* lldpmib_local_port_id(int subtype, const char* text);
 uint16_t reverse_bits_uint16(uint16_t value);
 // Capabilities as the MIB's BITS octets: capability 0 in the first octet's
 // most significant bit, capability 8 in the second's.  *mirrored is

@@ -128,7 +128,7 @@ bool local_port_fill(const lldp_interface_td* r) {
     lldpLocPortEntry_t* row = &lldpLocPortEntryData;
     row->lldpLocPortNum = r->port_num;
     row->lldpLocPortIdSubtype = r->port_id_subtype;
-    row->lldpLocPortId = MakeOctetStringFromText(r->port_id);
+    row->lldpLocPortId = lldpmib_local_port_id(r->port_id_subtype, r->port_id);
     if (row->lldpLocPortId != nullptr && row->lldpLocPortId->length > kMaxPortIdLength)
         row->lldpLocPortId->length = kMaxPortIdLength;
     row->lldpLocPortDesc = MakeOctetStringFromText(r->port_desc);

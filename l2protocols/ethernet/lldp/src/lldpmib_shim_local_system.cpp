@@ -1,7 +1,6 @@
 // The local system data group: fetched afresh from the LLDP client on every
-// request (no snapshot), plus the MAC text converter and the capability bit
-// mirror that the remote entry table uses as well.
-#include <ctype.h>
+// request (no snapshot), plus the capability bit mirror that the remote entry
+// table uses as well.
 #include <stdlib.h>
 #include <string.h>
 
@@ -9,27 +8,12 @@
 
 namespace {
 
-// Length of the dotted MAC form "0011.2233.4455".
-const int kDottedMacLength = 14;
-const int kMacOctets = 6;
-
 // Replaces *field with value; the previous value goes first.  False when a
 // value was wanted and could not be made.
 bool lldpmib_set_string(OctetString** field, OctetString* value) {
     FreeOctetString(*field);
     *field = value;
     return value != nullptr;
-}
-
-// The chassis ID of subtype 4: the six octets when the text is a dotted MAC,
-// otherwise at most the first 14 characters of the text as they are.
-OctetString* lldpmib_chassis_mac(const char* text) {
-    unsigned char mac[kMacOctets];
-    memset(mac, 0, sizeof mac);
-    if (lldpmib_convert_macstr_pton(text, mac) == 1) return MakeOctetString(mac, kMacOctets);
-    if (text == nullptr) return MakeOctetStringFromText(nullptr);
-    return MakeOctetString(reinterpret_cast<const unsigned char*>(text),
-                           (int32_t)strnlen(text, kDottedMacLength));
 }
 
 // The capability octets of one value, as a string.
@@ -91,23 +75,18 @@ lldpLocalSystemData_t* lldpmib_shim_local_system_data_get(int serialNum, void* c
         row->lldpLocChassisId = nullptr;
     }
     switch (bag.chassis_id_subtype) {
-        case 4:
+        case LLDP_CHASSIS_ID_MAC:
             LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get", "Chassis ID subtype: chassis MAC");
-            row->lldpLocChassisIdSubtype = 4;
-            complete &= lldpmib_set_string(&row->lldpLocChassisId, lldpmib_chassis_mac(bag.chassis_id));
             break;
-        case 7:
+        case LLDP_CHASSIS_ID_LOCAL:
             LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get", "Chassis ID subtype: hostname");
-            row->lldpLocChassisIdSubtype = 7;
-            complete &= lldpmib_set_string(&row->lldpLocChassisId,
-                                           MakeOctetStringFromText(bag.chassis_id));
-            break;
-        default:
-            // Neither a MAC nor a host name: no chassis ID, the subtype as
-            // given (never one an earlier answer left).
-            row->lldpLocChassisIdSubtype = bag.chassis_id_subtype;
             break;
     }
+    row->lldpLocChassisIdSubtype = bag.chassis_id_subtype;
+    // The MIB defines subtypes 1 to 7; a reserved one has no form to serve.
+    if (bag.chassis_id_subtype >= 1 && bag.chassis_id_subtype <= 7)
+        complete &= lldpmib_set_string(&row->lldpLocChassisId,
+                                       lldpmib_local_chassis_id(bag.chassis_id_subtype, bag.chassis_id));
 
     if (row->lldpLocSysName != nullptr)
         LLDPMIB_VERBOSE("lldpmib_shim_local_system_data_get",
@@ -140,42 +119,6 @@ lldpLocalSystemData_t* lldpmib_shim_local_system_data_get(int serialNum, void* c
     // A value that could not be made leaves a hole in the group: answer
     // nothing rather than a partly filled record.
     return complete ? row : nullptr;
-}
-
-int lldpmib_convert_macstr_pton(const char* text, unsigned char* buffer) {
-    if (text == nullptr) {
-        LLDPMIB_ERROR("lldpmib_convert_macstr_pton", "NULL Src Buffer");
-        return 0;
-    }
-    if (buffer == nullptr) {
-        LLDPMIB_ERROR("lldpmib_convert_macstr_pton", "NULL Dst Buffer");
-        return 0;
-    }
-    int consumed = 0;
-    int digits = 0;
-    int value = 0;
-    while (consumed < kDottedMacLength) {
-        unsigned char c = (unsigned char)text[consumed];
-        if (c == '.') {
-            consumed++;
-            continue;
-        }
-        if (!isxdigit(c)) return 0;  // the terminating NUL included
-        int octet = digits / 2;
-        // Twelve digits fill the buffer; a thirteenth would need a seventh octet.
-        if (octet >= kMacOctets) return 0;
-        value = value * 16 + (isdigit(c) ? c - '0' : tolower(c) - 'a' + 10);
-        LLDPMIB_VERBOSE("lldpmib_convert_macstr_pton",
-                        "current string offset: %d, current macbuff offset:%d, val:%d", consumed,
-                        octet, value);
-        if (digits % 2 == 1) {
-            buffer[octet] = (unsigned char)value;
-            value = 0;
-        }
-        digits++;
-        consumed++;
-    }
-    return 1;
 }
 
 uint16_t reverse_bits_uint16(uint16_t value) {
