@@ -75,6 +75,14 @@ def configuration(topo, put):
                 stats.get(key, 0))
 
 
+def typed(kind, value):
+    """A value as the walk lines show it: 'TYPE value'."""
+    return f"{kind} " + (
+        value.hex() if kind == "OCTETS" else
+        str(value - 2**32 if value >= 2**31 else value) if kind == "INTEGER" else
+        str(value % 2**32) if kind in ("COUNTER32", "GAUGE32", "TIMETICKS") else value)
+
+
 def reference(topo):
     if not isinstance(topo, dict):
         topo = json.loads(topo.read_text())
@@ -82,10 +90,7 @@ def reference(topo):
 
     def put(column, instance, kind, value):
         # The first of equal keys stays.
-        ref.setdefault(MIB + column + tuple(instance), f"{kind} " + (
-            value.hex() if kind == "OCTETS" else
-            str(value - 2**32 if value >= 2**31 else value) if kind == "INTEGER" else
-            str(value % 2**32) if kind in ("COUNTER32", "GAUGE32", "TIMETICKS") else value))
+        ref.setdefault(MIB + column + tuple(instance), typed(kind, value))
 
     lldp = topo.get("lldp", {})
     if not (topo.get("router_type", 25) in (7, 8, 18)
@@ -154,7 +159,11 @@ def dotted(name):
     return ".".join(str(x) for x in name)
 
 
-def walk(topo):
-    """The whole served lldpMIB in walk order, as '<oid> <TYPE> <value>' lines."""
-    ref = reference(topo)
+def lines(ref):
+    """{name tuple: 'TYPE value'} in walk order, as '<oid> <TYPE> <value>' lines."""
     return [".".join(map(str, n)) + " " + ref[n] for n in sorted(ref)]
+
+
+def walk(topo):
+    """The whole served lldpMIB in walk order."""
+    return lines(reference(topo))
