@@ -18,12 +18,9 @@ import uuid
 import pytest
 
 from conftest import LLDP_MIB, Agent, parse_snmp, run, spawn, stop_process, wait_until
+from lldpcli_topology import topology, value
 from reference import walk
 
-# lldpd's ID types that are sent as text, and MAC addresses.
-CHASSIS_SUBTYPES = {"ifalias": 2, "mac": 4, "ifname": 6, "local": 7}
-PORT_SUBTYPES = {"ifalias": 1, "mac": 3, "ifname": 5, "local": 7}
-CAPABILITIES = ["Other", "Repeater", "Bridge", "Wlan", "Router", "Tel", "Docsis", "Station"]  # by bit
 NEIGHBOURS = {"alpha", "bravo", "charlie"}
 # Pause between walks that wait for a change (any rate shows a change).
 POLL = 0.5
@@ -145,61 +142,6 @@ def lab():
         yield lab
 
 
-# lldpcli's view (json0) as a topology file: the reference model gives the walk from it.
-def value(node, key):
-    return node.get(key, [{}])[0].get("value", "")
-
-
-def ident(node, subtypes):
-    """A chassis or port ID: its subtype and its octets."""
-    i = node["id"][0]
-    raw = bytes.fromhex(i["value"].replace(":", "")) if i["type"] == "mac" else i["value"].encode()
-    return subtypes[i["type"]], {"hex": raw.hex()}
-
-
-def chassis(c):
-    subtype, cid = ident(c, CHASSIS_SUBTYPES)
-    have = [(1 << CAPABILITIES.index(cap["type"]), cap["enabled"]) for cap in c.get("capability", [])]
-    return {"chassis_id_subtype": subtype, "chassis_id": cid, "sys_name": value(c, "name"),
-            "sys_desc": value(c, "descr"), "supported_caps": sum(bit for bit, _ in have),
-            "enabled_caps": sum(bit for bit, on in have if on)}
-
-
-def port(p, mac_text=False):
-    """A port's ID and description; MAC addresses as dotted text if mac_text."""
-    subtype, pid = ident(p, PORT_SUBTYPES)
-    if mac_text and subtype == PORT_SUBTYPES["mac"]:
-        pid = ".".join(pid["hex"][k:k + 4] for k in (0, 4, 8))
-    return {"port_id_subtype": subtype, "port_id": pid, "port_desc": value(p, "descr")}
-
-
-def man_addrs(c):
-    return [{"addr": ip["value"], "if_id": int(iface["value"])}
-            for ip, iface in zip(c.get("mgmt-ip", []), c.get("mgmt-iface", []))]
-
-
-def topology(lab, neighbours):
-    """The router with these neighbours: ports numbered by interface index, org-def TLVs
-    numbered per OUI and subtype (lldpd drops TLVs of unknown types)."""
-    ports = {}
-    for i in lab.show("interfaces")["lldp"][0]["interface"]:
-        ports[i["name"]] = {"port_num": lab.ifindex[i["name"]], **port(i["port"][0], mac_text=True),
-                            "neighbors": []}
-    for i in neighbours:
-        seen, tlvs = {}, []
-        for t in i.get("unknown-tlvs", [{}])[0].get("unknown-tlv", []):
-            key = (t["oui"], t["subtype"])
-            seen[key] = seen.get(key, 0) + 1
-            tlvs.append({"oui": t["oui"].replace(",", ""), "subtype": int(t["subtype"]), "index": seen[key],
-                         "info": {"hex": t["value"].replace(",", "")}})
-        ports[i["name"]]["neighbors"].append({"rem_index": int(i["rid"]), **chassis(i["chassis"][0]),
-                                              **port(i["port"][0]), "man_addrs": man_addrs(i["chassis"][0]),
-                                              "org_def_tlvs": tlvs})
-    local = lab.show("chassis")["local-chassis"][0]["chassis"][0]
-    return {"local": chassis(local), "local_man_addrs": [{"addrs": man_addrs(local)}],
-            "ports": list(ports.values())}
-
-
 def name_marks(agent):
     """{neighbour's system name: its time mark} as served."""
     return {bytes.fromhex(l.split()[2]).decode(): int(l.split(".")[11]) for l in agent.walk(LLDP_MIB + ".1.4.1.1.9")}
@@ -215,7 +157,7 @@ def served(agent, lab, names):
     """Waits until the agent serves what lldpcli shows with these neighbours
     (lldpd and the module's snapshots settle after a change)."""
     def want():
-        return [l for l in walk(topology(lab, lab.wait_neighbours(names))) if l.startswith((LLDP_MIB + ".1.3.",
+        return [l for l in walk(topology(lab.show, lab.ifindex, lab.wait_neighbours(names))) if l.startswith((LLDP_MIB + ".1.3.",
                                                                                          LLDP_MIB + ".1.4."))]
     wait_until(lambda: module_walk(agent) == want(), 20, POLL)
     assert module_walk(agent) == want()
