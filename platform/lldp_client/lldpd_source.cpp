@@ -358,6 +358,14 @@ private:
 
     // ---- Reading the daemon ----
 
+    // Each request that reaches the daemon (the lldpctl_get_* calls; reading
+    // the atoms they return is local) has a fault point of its own: benchmarks
+    // count requests per walk, fault tests fail them as a broken daemon would.
+    bool injected(int status) {
+        if (status) io_error_ = "injected failure";
+        return status != 0;
+    }
+
     std::shared_ptr<topology> fetch() {
         io_error_.clear();
         origin_ = lldp_client_internal::time_origin_centiseconds();
@@ -367,19 +375,22 @@ private:
         t->lldp_enabled = true;  // the daemon answers
         t->node_enabled = true;
 
-        atom_ref config(lldpctl_get_configuration(conn_));
+        atom_ref config(injected(PLATFORM_FAULT("lldpctl_get_configuration")) ? nullptr
+                                                                                : lldpctl_get_configuration(conn_));
         if (!config) fail("configuration");
         read_config(config.get(), *t);
 
-        atom_ref chassis(lldpctl_get_local_chassis(conn_));
+        atom_ref chassis(injected(PLATFORM_FAULT("lldpctl_get_local_chassis")) ? nullptr
+                                                                                : lldpctl_get_local_chassis(conn_));
         if (!chassis) fail("local chassis");
         read_local(chassis.get(), *t);
 
-        atom_ref interfaces(lldpctl_get_interfaces(conn_));
+        atom_ref interfaces(injected(PLATFORM_FAULT("lldpctl_get_interfaces")) ? nullptr
+                                                                                : lldpctl_get_interfaces(conn_));
         if (!interfaces) fail("interfaces");
         std::vector<remote_index_map::seen> seen;
         for_each(interfaces.get(), [&](lldpctl_atom_t* iface) {
-            atom_ref p(lldpctl_get_port(iface));
+            atom_ref p(injected(PLATFORM_FAULT("lldpctl_get_port")) ? nullptr : lldpctl_get_port(iface));
             if (!p) {
                 // The interface went away since the list was made.
                 if (lldpctl_last_error(conn_) == LLDPCTL_ERR_NOT_EXIST) return;

@@ -12,6 +12,7 @@
 
 #include "lldp_client_model.h"
 #include "lldpd_source.h"
+#include "platform_fault.h"
 
 using namespace lldp_lldpd;
 using lldp_model::address;
@@ -143,26 +144,60 @@ TEST(Lldpd, RemoteIndexIsChassisIndexWhereUniqueOnThePort) {
               (std::vector<uint32_t>{1000000000u, 1000000001u, 1000000002u}));
 }
 
-TEST(Lldpd, SilentOrMissingDaemonFailsWithAMessage) {
-    char dir[] = "/tmp/lldpd-source-test-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    std::string path = std::string(dir) + "/ctl.sock";
-    int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un sa{};
-    sa.sun_family = AF_UNIX;
-    std::snprintf(sa.sun_path, sizeof sa.sun_path, "%s", path.c_str());
-    ASSERT_EQ(bind(fd, reinterpret_cast<sockaddr*>(&sa), sizeof sa), 0);
-    ASSERT_EQ(listen(fd, 8), 0);  // the kernel accepts; nobody ever answers
-    for (std::string sock : {path, std::string("/nonexistent/lldpd.sock")}) {
-        options o;
-        o.ctl_socket = sock, o.max_age = std::chrono::milliseconds(0), o.io_timeout = std::chrono::milliseconds(100);
-        std::string error;
-        EXPECT_EQ(make_source(o)->current(&error), nullptr);
-        EXPECT_NE(error.find(sock == path ? "no answer" : "/nonexistent/lldpd.sock"), std::string::npos) << error;
+// A control socket the kernel accepts connections on and nobody ever answers.
+class SilentDaemon {
+public:
+    SilentDaemon() {
+        EXPECT_NE(mkdtemp(dir_), nullptr);
+        path = std::string(dir_) + "/ctl.sock";
+        fd_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_un sa{};
+        sa.sun_family = AF_UNIX;
+        std::snprintf(sa.sun_path, sizeof sa.sun_path, "%s", path.c_str());
+        EXPECT_EQ(bind(fd_, reinterpret_cast<sockaddr*>(&sa), sizeof sa), 0);
+        EXPECT_EQ(listen(fd_, 8), 0);
     }
-    close(fd);
-    unlink(path.c_str());
-    rmdir(dir);
+    ~SilentDaemon() {
+        close(fd_);
+        unlink(path.c_str());
+        rmdir(dir_);
+    }
+    std::string path;
+
+private:
+    char dir_[64] = "/tmp/lldpd-source-test-XXXXXX";
+    int fd_ = -1;
+};
+
+options quick(const std::string& sock) {
+    options o;
+    o.ctl_socket = sock, o.max_age = std::chrono::milliseconds(0), o.io_timeout = std::chrono::milliseconds(100);
+    return o;
+}
+
+TEST(Lldpd, SilentOrMissingDaemonFailsWithAMessage) {
+    SilentDaemon daemon;
+    for (std::string sock : {daemon.path, std::string("/nonexistent/lldpd.sock")}) {
+        std::string error;
+        EXPECT_EQ(make_source(quick(sock))->current(&error), nullptr);
+        EXPECT_NE(error.find(sock == daemon.path ? "no answer" : "/nonexistent/lldpd.sock"), std::string::npos)
+            << error;
+    }
+}
+
+// The first request is the configuration; an injected failure stops the fetch
+// there, before anything is sent, and says so.
+TEST(Lldpd, InjectedRequestFailureFailsTheFetch) {
+    SilentDaemon daemon;
+    platform_fault_reset();
+    platform_fault_fail_always("lldpctl_get_configuration", 5);
+    std::string error;
+    EXPECT_EQ(make_source(quick(daemon.path))->current(&error), nullptr);
+    EXPECT_NE(error.find("configuration"), std::string::npos) << error;
+    EXPECT_NE(error.find("injected failure"), std::string::npos) << error;
+    EXPECT_EQ(platform_fault_calls("lldpctl_get_configuration"), 1u);
+    EXPECT_EQ(platform_fault_calls("lldpctl_get_local_chassis"), 0u);
+    platform_fault_reset();
 }
 
 }  // namespace
