@@ -6,18 +6,14 @@ links, learns real neighbours; lldpmib-agentx runs in the router namespace with
                                                                 └─ charlie
 
 bravo sends two organisationally specific TLVs with the same OUI and subtype."""
-import json
-import os
 import pathlib
-import shutil
-import tempfile
 import threading
 import time
-import uuid
 
 import pytest
 
-from conftest import LLDP_MIB, Agent, parse_snmp, run, spawn, stop_process, wait_until
+from conftest import LLDP_MIB, parse_snmp, run, wait_until
+from lldpd_lab import Lab
 from lldpd_reference import reference, value
 from reference import lines
 
@@ -28,16 +24,7 @@ POLL = 0.5
 # lldpcli shows must reach it within CHANGE_SHOWN seconds.
 POLL_EVERY, CHANGE_SHOWN = 0.3, 2.0
 HOSTS = ("router", "alpha", "hub", "bravo", "charlie")
-# Namespaces $T-<host>; veth pairs made under unique names here and renamed there.
 NETWORK = """
-for h in router alpha hub bravo charlie; do
-  ip netns add $T-$h; ip -n $T-$h link set lo up
-done
-link() {
-  ip link add name $T-a type veth peer name $T-b
-  ip link set $T-a netns $T-$1; ip -n $T-$1 link set $T-a name $2 up
-  ip link set $T-b netns $T-$3; ip -n $T-$3 link set $T-b name $4 up
-}
 link router eth1 alpha eth0; link router eth2 hub up0; link hub p1 bravo eth0; link hub p2 charlie eth0
 # A bridge that forwards LLDP frames: bravo and charlie share the router's eth2.
 ip -n $T-hub link add name br0 type bridge group_fwd_mask 0x4000
@@ -55,60 +42,9 @@ CONFIG = {"router": "configure system capabilities enabled router\nconfigure lld
                    "configure lldp custom-tlv add oui 33,44,55 subtype 1 oui-info 03\n"}
 
 
-class Lab:
-    """The namespaces and links above with lldpd running on hosts; on leaving its
-    context (or close()) whatever was made is undone."""
-
+class RouterLab(Lab):
     def __init__(self, hosts):
-        if os.geteuid() != 0 or not all(map(shutil.which, ("ip", "lldpd", "lldpcli"))):
-            pytest.skip("needs root, ip, lldpd and lldpcli")
-        self.tag = "lm" + uuid.uuid4().hex[:6]
-        self.dir = pathlib.Path(tempfile.mkdtemp(prefix="lldpmib-lldpd-"))
-        os.chmod(self.dir, 0o755)  # lldpd drops to _lldpd and must reach its socket
-        self.daemons = {}
-        self.ns = {h: f"{self.tag}-{h}" for h in HOSTS}
-        self.sock = {h: self.dir / f"{h}.sock" for h in HOSTS}
-        try:
-            r = run("sh", "-e", "-c", NETWORK, env=dict(os.environ, T=self.tag))
-            assert r.returncode == 0, r.stderr
-            for host in hosts:
-                self.start(host)
-            self.ifindex = {i: json.loads(run("ip", "-n", self.ns["router"], "-j", "link", "show", i).stdout)
-                            [0]["ifindex"] for i in ("eth1", "eth2")}
-        except BaseException:
-            self.close()
-            raise
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *exc):
-        self.close()
-
-    def cli(self, host, commands):
-        run("lldpcli", "-u", self.sock[host], check=True, input=commands)
-
-    def agent(self, *args, **kw):
-        """An Agent in the router's namespace on its lldpd (not started)."""
-        return Agent(args=["--lldpd", self.sock["router"], *args], prefix=["ip", "netns", "exec", self.ns["router"]],
-                     **kw)
-
-    def start(self, host):
-        p = self.daemons[host] = spawn(["ip", "netns", "exec", self.ns[host], "lldpd", "-d", "-O",
-                                        "/dev/null", "-u", self.sock[host]], self.dir / f"{host}.log")
-        assert wait_until(lambda: p.poll() is not None or run(
-            "lldpcli", "-u", self.sock[host], "show", "chassis").returncode == 0, 10)
-        assert p.poll() is None, f"lldpd in {host} exited with {p.returncode}"
-        self.cli(host, f"configure system hostname {host}\nconfigure lldp tx-interval 1\n"
-                 "configure system ip management pattern 10.0.*,fd00:*\n" + CONFIG.get(host, ""))
-
-    def stop(self, host):
-        stop_process(self.daemons.pop(host))
-
-    def show(self, *args):
-        """The router's lldpcli view, as json0 (one-element lists stay lists)."""
-        return json.loads(run("lldpcli", "-u", self.sock["router"], "-f", "json0", "show", *args,
-                              check=True).stdout)
+        super().__init__(NETWORK, HOSTS, CONFIG, hosts)
 
     def wait_neighbours(self, names):
         """The router's neighbours once exactly these are known with final names and TLVs."""
@@ -121,30 +57,10 @@ class Lab:
         assert n, f"router did not learn exactly {sorted(names)}: {self.show('neighbors')}"
         return n
 
-    def view(self):
-        """lldpcli's views that the reference reads."""
-        return {"chassis": self.show("chassis"), "interfaces": self.show("interfaces"),
-                "neighbors": self.show("neighbors", "details"), "configuration": self.show("configuration")}
-
-    def statistics(self):
-        """{port number: {lldpcli counter: value}} from the router's lldpcli."""
-        return {self.ifindex[i["name"]]: {k: int(v[0][k]) for k, v in i.items() if k != "name"}
-                for i in self.show("statistics")["lldp"][0]["interface"]}
-
-    def close(self):
-        for host in list(self.daemons):
-            self.stop(host)
-        run("ip", "link", "del", self.tag + "-a")  # left by a failed set-up
-        for ns in self.ns.values():
-            # lldpd's privilege-separated child may outlive its parent for a moment.
-            run("kill", "-9", *run("ip", "netns", "pids", ns).stdout.split())
-            run("ip", "netns", "del", ns)
-        shutil.rmtree(self.dir, ignore_errors=True)
-
 
 @pytest.fixture(scope="module")
 def lab():
-    with Lab(("router", "alpha", "bravo", "charlie")) as lab:
+    with RouterLab(("router", "alpha", "bravo", "charlie")) as lab:
         lab.wait_neighbours(NEIGHBOURS)
         yield lab
 
@@ -314,7 +230,7 @@ def test_agent_follows_lldpd_with_its_counters_and_time_marks(lab):
         served(agent, lab, NEIGHBOURS)
         assert numbers(agent, CONFIGURATION)[f"{CONFIGURATION}.2.0"] == 5
         before, counted, after = lab.statistics(), numbers(agent, STATISTICS), lab.statistics()
-        assert set(before) == set(after) == set(lab.ifindex.values())
+        assert set(before) == set(after) == {lab.ifindex["eth1"], lab.ifindex["eth2"]}
         assert sum(p["tx"] for p in before.values()) > 0  # the lab has sent frames
         for port in before:
             for column, name in PORT_COUNTERS.items():
