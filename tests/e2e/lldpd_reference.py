@@ -20,15 +20,23 @@ def value(node, key, default=""):
     return node.get(key, [{}])[0].get("value", default)
 
 
-def id_octets(node, subtypes):
-    """A chassis or port ID: (subtype, octets in the MIB's form)."""
+def id_octets(node, subtypes, unhandled):
+    """A chassis or port ID: (subtype, octets in the MIB's form). lldpcli prints
+    the component and circuit ID subtypes as 'unhandled' hex: unhandled maps
+    such octets to the subtype they were sent with."""
     i = node["id"][0]
     kind, text = i["type"], i["value"]
     if kind == "mac":
         return subtypes[kind], bytes.fromhex(text.replace(":", ""))
+    if kind == "unhandled":
+        octets = bytes.fromhex(text.replace(" ", ""))
+        return unhandled[octets], octets
     if kind == "ip":
-        ip = ipaddress.ip_address(text)
-        return subtypes[kind], bytes([1 if ip.version == 4 else 2]) + ip.packed
+        try:
+            ip = ipaddress.ip_address(text)
+            return subtypes[kind], bytes([1 if ip.version == 4 else 2]) + ip.packed
+        except ValueError:  # another family: hex, the family octet first
+            return subtypes[kind], bytes.fromhex(text.replace(" ", ""))
     return subtypes[kind], text.encode()
 
 
@@ -40,16 +48,21 @@ def capabilities(chassis):
 
 def addresses(chassis):
     """[(instance after the table's own index, interface number)] of the management addresses."""
+    ips, ifaces = chassis.get("mgmt-ip", []), chassis.get("mgmt-iface", [])
+    # lldpcli lists the numbers apart and leaves out an address's missing one.
+    assert len(ifaces) in (0, len(ips)), f"which address has which interface number? {ips} {ifaces}"
     out = []
-    for ip, iface in zip(chassis.get("mgmt-ip", []), chassis.get("mgmt-iface", [])):
+    for ip, iface in zip(ips, ifaces or [{"value": "0"}] * len(ips)):
         packed = ipaddress.ip_address(ip["value"]).packed
         out.append(([1 if len(packed) == 4 else 2, len(packed), *packed], int(iface["value"])))
     return out
 
 
-def reference(view, ifindex, notify=False, interval=30):
+def reference(view, ifindex, unhandled=None, notify=False, interval=30):
     """view: {"chassis", "interfaces", "neighbors", "configuration"} as lldpcli
-    prints them (json0); ifindex: {interface name: index}, lldpLocPortNum."""
+    prints them (json0); ifindex: {interface name: index}, lldpLocPortNum;
+    unhandled: {ID octets: subtype} for IDs lldpcli prints as 'unhandled'."""
+    unhandled = unhandled or {}
     ref = {}
 
     def put(column, instance, kind, v):
@@ -59,10 +72,12 @@ def reference(view, ifindex, notify=False, interval=30):
     for scalar, v in enumerate((int(value(conf, "tx-delay")), int(value(conf, "tx-hold")), 2, 2, interval), 1):
         put((1, 1, scalar), [0], "INTEGER", v)
     receive_only = value(conf, "rx-only") == "yes"
-    tlvs = 0xF0 if value(conf, "capabilities") == "yes" else 0xE0  # descriptions and name always
+    # Descriptions and name always; lldpcli does not show whether capabilities
+    # are advertised (they are unless turned off, which these tests never do).
+    tlvs = 0xF0
 
     local = view["chassis"]["local-chassis"][0]["chassis"][0]
-    subtype, cid = id_octets(local, CHASSIS_SUBTYPES)
+    subtype, cid = id_octets(local, CHASSIS_SUBTYPES, unhandled)
     supported, enabled = capabilities(local)
     for scalar, kind, v in ((1, "INTEGER", subtype), (2, "OCTETS", cid), (3, "OCTETS", value(local, "name").encode()),
                             (4, "OCTETS", value(local, "descr").encode()), (5, "OCTETS", supported),
@@ -76,7 +91,7 @@ def reference(view, ifindex, notify=False, interval=30):
         put((1, 1, 7, 1, 1), inst, "OCTETS", every_port)
     for p in ports:
         num = [ifindex[p["name"]]]
-        subtype, pid = id_octets(p["port"][0], PORT_SUBTYPES)
+        subtype, pid = id_octets(p["port"][0], PORT_SUBTYPES, unhandled)
         put((1, 3, 7, 1, 2), num, "INTEGER", subtype)
         put((1, 3, 7, 1, 3), num, "OCTETS", pid)
         put((1, 3, 7, 1, 4), num, "OCTETS", value(p["port"][0], "descr").encode())
@@ -95,7 +110,7 @@ def reference(view, ifindex, notify=False, interval=30):
         used.add((port, rid))
         key = [0, port, rid]
         c, p = n["chassis"][0], n["port"][0]
-        (cs, cid), (ps, pid) = id_octets(c, CHASSIS_SUBTYPES), id_octets(p, PORT_SUBTYPES)
+        (cs, cid), (ps, pid) = id_octets(c, CHASSIS_SUBTYPES, unhandled), id_octets(p, PORT_SUBTYPES, unhandled)
         supported, enabled = capabilities(c)
         for column, kind, v in ((4, "INTEGER", cs), (5, "OCTETS", cid), (6, "INTEGER", ps), (7, "OCTETS", pid),
                                 (8, "OCTETS", value(p, "descr").encode()), (9, "OCTETS", value(c, "name").encode()),
@@ -110,5 +125,6 @@ def reference(view, ifindex, notify=False, interval=30):
         for t in n.get("unknown-tlvs", [{}])[0].get("unknown-tlv", []):
             oui, subtype = bytes.fromhex(t["oui"].replace(",", "")), int(t["subtype"])
             seen[oui, subtype] = index = seen.get((oui, subtype), 0) + 1
-            put((1, 4, 4, 1, 4), key + [*oui, subtype, index], "OCTETS", bytes.fromhex(t["value"].replace(",", "")))
+            put((1, 4, 4, 1, 4), key + [*oui, subtype, index], "OCTETS",
+                bytes.fromhex(t.get("value", "").replace(",", "")))  # no value when empty
     return ref
