@@ -154,7 +154,9 @@ const lldpmib_remote_table unknown_tlv_table = {
 
 extern "C" {
 
-void lldpmib_release_remote_unknown_tlv_snapshot(void) { lldpmib_remote_release(&unknown_tlv_table); }
+void lldpmib_release_remote_unknown_tlv_snapshot(void) {
+    lldpmib_remote_release(&unknown_tlv_table);
+}
 
 void lldpmib_free_remote_unknown_tlv_row(void) {
     FreeOctetString(lldpRemUnknownTLVEntry.lldpRemUnknownTLVInfo);
