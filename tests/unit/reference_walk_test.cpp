@@ -6,9 +6,16 @@
 // (a newline inside a line written as \n) and its answer ("= binding" or
 // "= none").  Each request starts from drained snapshots, except one written
 // ">> GET oid" or ">> NEXT oid", which keeps the snapshots of the request
-// before, in the same second (">>> ": a second later).  Left out: the
-// "updated max_if_index" line, which depends on every port the process saw.
+// before, in the same second (">>> ": a second later).  A request may end in
+// failures, each " ! OPERATION N STATUS": the Nth call of the operation from
+// the request's start fails with STATUS (the request must reach it).
+// "STOP" is the module's stop as the agent makes it, with no answer; nothing
+// the client copied is held after it, and the module is started again.
+// Lines starting with "#" are comments.  Left out: the "updated
+// max_if_index" line, which depends on every port the process saw.
 #include <gtest/gtest.h>
+
+#include <sstream>
 
 #include "module_fixture.h"
 
@@ -51,23 +58,51 @@ TEST_P(ReferenceTrace, TraceOfEachRequestEqualsTheReferenceFile) {
     lldpmib_shim_local_system_data_get(0, nullptr, 0);
     std::vector<std::string> got;
     for (const std::string& l : file_lines) {
+        if (l.rfind('#', 0) == 0) got.push_back(l);
         const size_t marks = l.find_first_not_of('>');
         if (marks == 0 || marks > 3 || l.compare(marks, 1, " ") != 0) continue;
         got.push_back(l);
-        const std::string request = l.substr(marks + 1);
+        std::string request = l.substr(marks + 1);
+        struct Failure {
+            std::string op;
+            uint64_t nth = 0;
+            int status = 0;
+        };
+        std::vector<Failure> failures;
+        for (size_t at; (at = request.rfind(" ! ")) != std::string::npos; request.erase(at)) {
+            Failure f;
+            std::stringstream(request.substr(at + 3)) >> f.op >> f.nth >> f.status;
+            ASSERT_TRUE(f.nth > 0 && f.status != 0) << l;
+            failures.push_back(f);
+        }
+        const bool stop = request == "STOP";
         const bool next = request.rfind("NEXT ", 0) == 0;
         auto name = mib_router::parse_oid(request.substr(next ? 5 : 4));
-        ASSERT_TRUE(name) << l;
+        ASSERT_TRUE(stop || name) << l;
         if (marks == 1) served.drain();
         if (marks == 3) advance_clock(1);
+        platform_fault_reset();
+        for (const Failure& f : failures) platform_fault_fail_nth(f.op.c_str(), f.nth, f.status);
         kel_dt_configure("all");
         kel_dt::capture_start();
         mib_router::Router router(lldpmib_OidList, lldpmib_OidListNum);  // serial numbers from 1
         mib_router::Binding b;
-        bool found = next ? router.next(*name, &b) : router.get(*name, &b) == mib_router::GetResult::Found;
+        bool found = false;
+        if (stop)
+            init_lldpmib(nullptr, 0);
+        else
+            found = next ? router.next(*name, &b) : router.get(*name, &b) == mib_router::GetResult::Found;
         for (const std::string& t : kel_dt::capture_stop())
             if (t.find("updated max_if_index") == std::string::npos) got.push_back(escaped(t));
         kel_dt_configure("");
+        for (const Failure& f : failures)
+            EXPECT_GE(platform_fault_calls(f.op.c_str()), f.nth) << "never failed: " << l;
+        platform_fault_reset();
+        if (stop) {
+            EXPECT_EQ(0u, lldp_client_live_copies()) << "copies held after " << l;
+            init_lldpmib(nullptr, 1);
+            continue;
+        }
         got.push_back(found ? "= " + mib_router::format(b) : "= none");
     }
     EXPECT_EQ(file_lines, got);

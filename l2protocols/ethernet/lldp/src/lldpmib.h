@@ -122,9 +122,9 @@ typedef struct lldpmib_snapshot_kind {
     const char* expired_line;     // the list found stale
     const char* create_failed_line;
     const char* purging_line;
-    // Written when a snapshot's copies are released at once (at expiry): one
-    // removing line per copy, then the destroying line before the list goes.
-    // Null: the kind writes none.
+    // Written when a snapshot's copies are released at once (at expiry and at
+    // the module's stop): one removing line per copy, then the destroying
+    // line before the list goes.  Null: the kind writes none.
     void (*removing)(const char* fn, const void* copy);
     void (*destroying)(const char* fn);
 } lldpmib_snapshot_kind;
@@ -145,6 +145,19 @@ typedef struct lldpmib_snapshot {
 // the snapshot can be used.
 int lldpmib_snapshot_usable(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
                             const char* fn);
+// The module's stop: a live snapshot's copies released as at expiry (the
+// kind's removing and destroying lines, fn the table's shim, then its destroy
+// routine) and the handle cleared; nothing for a list not live.
+void lldpmib_snapshot_release_at_stop(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
+                                      const char* fn);
+// Each table's release at the module's stop (its index of the copies dropped
+// with them), called by lldpmib_term in the tables' order.
+void lldpmib_release_local_port_snapshot(void);
+void lldpmib_release_local_ma_snapshot(void);
+void lldpmib_release_remote_entry_snapshot(void);
+void lldpmib_release_remote_ma_snapshot(void);
+void lldpmib_release_remote_unknown_tlv_snapshot(void);
+void lldpmib_release_remote_org_def_snapshot(void);
 // Creates the list (the lookup before stamped its data); on failure writes
 // create_failed_line.  0 on success.
 int lldpmib_snapshot_create(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,

@@ -152,6 +152,13 @@ void lldpmib_timer_handler(void* ctx, event_record_t* ev) {
 void lldpmib_term(void) {
     LLDPMIB_TRACE("lldpmib_term");
     lldpmib_lock();
+    // Every table's copies go with the module, with the lines of a release at expiry.
+    lldpmib_release_local_port_snapshot();
+    lldpmib_release_local_ma_snapshot();
+    lldpmib_release_remote_entry_snapshot();
+    lldpmib_release_remote_ma_snapshot();
+    lldpmib_release_remote_unknown_tlv_snapshot();
+    lldpmib_release_remote_org_def_snapshot();
     if (lldpmib_im_handle != nullptr) {
         imc_control_server_unbind(&lldpmib_im_handle, 0);
         lldpmib_im_handle = nullptr;
@@ -314,6 +321,11 @@ static void lldpmib_snapshot_release(lldpmib_snapshot* s, const lldpmib_snapshot
     }
     kind->destroy_list(s->list);
     s->list = nullptr;
+}
+
+void lldpmib_snapshot_release_at_stop(lldpmib_snapshot* s, const lldpmib_snapshot_kind* kind,
+                                      const char* fn) {
+    if (kel_list_is_valid(s->list)) lldpmib_snapshot_release(s, kind, fn);
 }
 
 // The shared freshness rule decides; the data stamp taken here, before a

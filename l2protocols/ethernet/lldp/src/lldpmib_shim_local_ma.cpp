@@ -349,6 +349,12 @@ void lldpmib_destroy_local_ma_list(kel_list_handle list) {
     lldpmib_destroy_copy_list(list, free_local_ma, "lldpmib_destroy_local_ma_list");
 }
 
+void lldpmib_release_local_ma_snapshot(void) {
+    lldpmib_snapshot_release_at_stop(&local_ma_snapshot, &local_ma_kind,
+                                     "lldpmib_shim_local_ma_entry_get");
+    local_ma_index_clear();
+}
+
 int lldpmib_compare_addr_entry(const lldp_addr_element* a, const lldp_addr_element* b) {
     if (a->addr_type != b->addr_type) return (int32_t)(a->addr_type - b->addr_type);
     if (a->addr_type != 0) return memcmp(a->addr, b->addr, 16);

@@ -268,4 +268,10 @@ void lldpmib_destroy_local_entry_list(kel_list_handle list) {
     lldpmib_destroy_copy_list(list, free_interface, "lldpmib_destroy_local_entry_list");
 }
 
+void lldpmib_release_local_port_snapshot(void) {
+    lldpmib_snapshot_release_at_stop(&local_port_snapshot, &local_port_kind,
+                                     "lldpmib_shim_local_port_entry_get");
+    local_port_index.clear();
+}
+
 }  // extern "C"

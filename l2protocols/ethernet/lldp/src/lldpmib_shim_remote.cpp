@@ -307,6 +307,11 @@ void lldpmib_chassis_text(const neighbor_td* n, char* out, size_t out_size) {
     out[len] = '\0';
 }
 
+void lldpmib_remote_release(const lldpmib_remote_table* t) {
+    lldpmib_snapshot_release_at_stop(&t->snapshot->base, t->kind, t->fn);
+    remote_drop(t);
+}
+
 // ======================= The request engine =======================
 
 int lldpmib_remote_shim_run(const lldpmib_remote_table* t, lldpmib_remote_request* rq) {

@@ -17,7 +17,8 @@
 //  2. its row record in lldpmib.h;
 //  3. a shim file with its lines, its hooks and an lldpmib_remote_table filled
 //     by name;
-//  4. its traits in the model-based test's table list.
+//  4. its traits in the model-based test's table list;
+//  5. its release at the module's stop (lldpmib_term).
 #pragma once
 #include <algorithm>
 #include <initializer_list>
@@ -168,6 +169,10 @@ struct lldpmib_remote_table {
 };
 
 extern "C" {
+
+// The module's stop: the table's snapshot released as at expiry, its rows
+// and known ports dropped.
+void lldpmib_remote_release(const lldpmib_remote_table* t);
 
 // Runs one request of a neighbour table under the module lock (the caller
 // took it, wrote its entry line and cleared its row record).  Non-zero when

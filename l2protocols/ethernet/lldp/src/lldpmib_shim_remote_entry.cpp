@@ -233,6 +233,8 @@ const lldpmib_remote_table remote_entry_table = {
 
 extern "C" {
 
+void lldpmib_release_remote_entry_snapshot(void) { lldpmib_remote_release(&remote_entry_table); }
+
 void lldpmib_free_remote_entry_row(void) {
     lldpRemEntry_t* row = &lldpRemEntry;
     OctetString** strings[] = {&row->lldpRemChassisId, &row->lldpRemPortId,

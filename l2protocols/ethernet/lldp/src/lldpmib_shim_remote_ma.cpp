@@ -161,6 +161,8 @@ const lldpmib_remote_table remote_ma_table = {
 
 extern "C" {
 
+void lldpmib_release_remote_ma_snapshot(void) { lldpmib_remote_release(&remote_ma_table); }
+
 void lldpmib_free_remote_ma_row(void) {
     lldpRemManAddrEntry_t* row = &lldpRemManAddrEntry;
     FreeOctetString(row->lldpRemManAddr);

@@ -171,6 +171,8 @@ const lldpmib_remote_table oui_table = {
 
 extern "C" {
 
+void lldpmib_release_remote_org_def_snapshot(void) { lldpmib_remote_release(&oui_table); }
+
 void lldpmib_free_remote_org_def_info_row(void) {
     lldpRemOrgDefInfoEntry_t* row = &lldpRemOrgDefInfoEntry;
     FreeOctetString(row->lldpRemOrgDefInfoOUI);

@@ -154,6 +154,10 @@ const lldpmib_remote_table unknown_tlv_table = {
 
 extern "C" {
 
+void lldpmib_release_remote_unknown_tlv_snapshot(void) {
+    lldpmib_remote_release(&unknown_tlv_table);
+}
+
 void lldpmib_free_remote_unknown_tlv_row(void) {
     FreeOctetString(lldpRemUnknownTLVEntry.lldpRemUnknownTLVInfo);
     memset(&lldpRemUnknownTLVEntry, 0, sizeof lldpRemUnknownTLVEntry);
