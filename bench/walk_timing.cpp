@@ -1,9 +1,11 @@
 // lldpmib-walk-timing: lldpmib-walk's whole walk of lldpMIB, timed, on either
-// backend.  Each walk waits long enough (--pause) for the lldpd source's cache
-// and the module's snapshots to go stale, so every walk reads its backend
-// afresh, as a manager polling every few seconds would.  Prints "key value"
-// lines: bindings per walk, the median wall and CPU time per binding, and the
-// lldpd requests (lldpctl_* fault points) and client calls per walk.
+// backend.  Walks are --pause apart, long enough for the module's snapshots to
+// go stale, so every walk rebuilds them from the client.  With a pause under
+// two seconds the lldpd source keeps its data fresh between walks (a busy
+// manager); with a longer one it is idle and each walk waits for a fetch (an
+// occasional manager).  Prints "key value" lines: bindings per walk, the
+// median wall and CPU time per binding, the lldpd requests (lldpctl_* fault
+// points) per walk and pause, and the client calls per walk.
 #include <time.h>
 
 #include <algorithm>
@@ -80,8 +82,8 @@ int main(int argc, char** argv) {
         mib_router::Router router(lldpmib_host::object_lists());
         const mib_router::Oid root = *mib_router::parse_oid("1.0.8802.1.1.2");
         for (int w = 0; w < walks; ++w) {
-            std::this_thread::sleep_for(std::chrono::duration<double>(pause));
             platform_fault_reset();
+            std::this_thread::sleep_for(std::chrono::duration<double>(pause));
             auto t0 = std::chrono::steady_clock::now();
             int64_t c0 = thread_cpu_ns();
             size_t n = router.walk(root, [](const mib_router::Binding&) { return true; });

@@ -12,12 +12,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <condition_variable>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <mutex>
 #include <set>
+#include <thread>
 
 #include "lldp_client.h"
 #include "lldp_client_internal.h"
@@ -243,27 +245,90 @@ public:
     explicit lldpd_source(options o) : opts_(std::move(o)) {
         if (opts_.ctl_socket.empty()) opts_.ctl_socket = default_ctl_socket();
     }
-    ~lldpd_source() override { disconnect(); }
+    ~lldpd_source() override {
+        {
+            std::lock_guard lock(mutex_);
+            stopping_ = true;
+        }
+        wake_.notify_all();
+        if (refresher_.joinable()) refresher_.join();
+        disconnect();
+    }
 
     std::shared_ptr<const topology> current(std::string* error) override {
-        std::lock_guard lock(mutex_);
-        auto now = std::chrono::steady_clock::now();
-        if (cached_ && now - fetched_at_ < opts_.max_age) return cached_;
-        std::shared_ptr<topology> fresh;
-        try {
-            fresh = fetch();
-        } catch (const fetch_error& e) {
-            disconnect();
-            cached_.reset();
-            if (error) *error = "lldpd at " + opts_.ctl_socket + ": " + e.what;
-            return nullptr;
+        {
+            std::lock_guard lock(mutex_);
+            asked_at_ = std::chrono::steady_clock::now();
+            if (!refresher_.joinable()) refresher_ = std::thread(&lldpd_source::refresh_ahead, this);
+            if (fresh()) return cached_;
         }
-        fetched_at_ = now;
-        if (!cached_ || !lldp_model::same_topology(*cached_, *fresh)) cached_ = std::move(fresh);
-        return cached_;
+        // Stale: fetch now, after any refresh in flight (which may make it fresh).
+        std::lock_guard fetching(fetch_mutex_);
+        {
+            std::lock_guard lock(mutex_);
+            if (fresh()) return cached_;
+        }
+        return refresh(error);
     }
 
 private:
+    // ---- Keeping the topology fresh ----
+
+    // Under mutex_.
+    bool fresh() const { return cached_ && std::chrono::steady_clock::now() - fetched_at_ < opts_.max_age; }
+
+    // One fetch, under fetch_mutex_; its topology becomes the cached one (the
+    // same object while nothing changed).  Null with the reason on failure,
+    // after which nothing is cached.
+    std::shared_ptr<const topology> refresh(std::string* error) {
+        auto started = std::chrono::steady_clock::now();
+        std::shared_ptr<topology> fetched;
+        std::string failure;
+        try {
+            fetched = fetch();
+        } catch (const fetch_error& e) {
+            disconnect();
+            failure = "lldpd at " + opts_.ctl_socket + ": " + e.what;
+        }
+        std::lock_guard lock(mutex_);
+        if (!fetched) {
+            cached_.reset();
+            if (error) *error = failure;
+            return nullptr;
+        }
+        fetched_at_ = started;
+        fetch_took_ = std::chrono::steady_clock::now() - started;
+        if (!cached_ || !lldp_model::same_topology(*cached_, *fetched)) cached_ = std::move(fetched);
+        return cached_;
+    }
+
+    // Once a request has used the cached topology, the next one is fetched
+    // just before it goes stale (twice the last fetch's duration before, at
+    // least 10 ms), so that a manager polling again and again never waits for
+    // lldpd, and lldpd still answers about one fetch per age.  Data nobody used
+    // is not fetched again: an occasional manager costs one fetch more per
+    // poll at most, an agent whose daemon failed fetches only when asked.
+    void refresh_ahead() {
+        using namespace std::chrono;
+        std::unique_lock lock(mutex_);
+        while (!stopping_) {
+            auto margin = std::clamp<steady_clock::duration>(2 * fetch_took_, milliseconds(10), opts_.max_age / 2);
+            auto due = fetched_at_ + opts_.max_age - margin;
+            if (!cached_ || asked_at_ < fetched_at_) {
+                wake_.wait_for(lock, opts_.max_age / 4);
+            } else if (steady_clock::now() < due) {
+                wake_.wait_until(lock, due);
+            } else {
+                lock.unlock();
+                {
+                    std::lock_guard fetching(fetch_mutex_);
+                    if (steady_clock::now() >= due) refresh(nullptr);
+                }
+                lock.lock();
+            }
+        }
+    }
+
     // ---- Connection ----
 
     void connect_daemon() {
@@ -526,12 +591,19 @@ private:
     }
 
     options opts_;
+    // mutex_ guards the cached topology and the refresher's state; fetch_mutex_
+    // makes fetches one at a time and guards everything below it.
     std::mutex mutex_;
+    std::condition_variable wake_;
+    std::shared_ptr<const topology> cached_;
+    std::chrono::steady_clock::time_point fetched_at_, asked_at_;
+    std::chrono::steady_clock::duration fetch_took_{};
+    bool stopping_ = false;
+    std::thread refresher_;
+    std::mutex fetch_mutex_;
     int fd_ = -1;
     lldpctl_conn_t* conn_ = nullptr;
     std::string io_error_;
-    std::shared_ptr<const topology> cached_;
-    std::chrono::steady_clock::time_point fetched_at_;
     remote_index_map indexes_;
     int64_t origin_ = 0;  // the time origin as this fetch reads it
     // This fetch's configuration.
