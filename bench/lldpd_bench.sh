@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The lldpd backend at scale: a router namespace whose lldpd learns PEERS x
-# PER_PEER neighbours, sent every 5 s by tests/e2e/lldpdu.py from PEERS peer
+# PER_PEER neighbours, sent every 5 s by tools/lldpdu.py from PEERS peer
 # namespaces (one veth each to the router).  Then the walker's whole walk of
 # lldpMIB, timed per binding (lldpmib-walk-timing), on lldpd and on the topology
 # backend serving the same neighbours (a topology file made from lldpcli's
@@ -87,7 +87,7 @@ for n in range(1, count + 1):
         ["end"]]})
 json.dump(out, sys.stdout)
 PY
-    ip netns exec "$TAG-p$p" /usr/bin/python3 "$ROOT/tests/e2e/lldpdu.py" --iface eth0 --every 5 \
+    ip netns exec "$TAG-p$p" /usr/bin/python3 "$ROOT/tools/lldpdu.py" --iface eth0 --every 5 \
         "$DIR/peer$p.json" 2>>"$DIR/senders.log" &
     PIDS+=($!)
 done

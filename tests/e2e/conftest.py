@@ -12,6 +12,7 @@ import time
 
 REPO = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(REPO / "tests" / "model"))  # the reference and the names to ask
+sys.path.insert(0, str(REPO / "tools"))  # lldpdu, the hand-made LLDPDU sender
 BUILD = pathlib.Path(os.environ.get("LLDPMIB_BUILD_DIR", REPO / "build"))
 AGENTX = BUILD / "host" / "lldpmib-agentx"
 WALKER = BUILD / "tools" / "lldpmib-walk"

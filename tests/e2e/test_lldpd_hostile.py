@@ -66,7 +66,7 @@ def test_hostile_lldpdus_are_served_as_lldpd_keeps_them():
         frames.write_text(json.dumps([{"src": ":".join(f"{b:02x}" for b in mac(n)),
                                        "tlvs": [["raw", {"hex": b"".join(tlvs).hex()}]]}
                                       for n, tlvs in enumerate(KEPT + DROPPED + [LAST], 1)]))
-        lab.spawn("peer", ["/usr/bin/python3", REPO / "tests" / "e2e" / "lldpdu.py", "--iface", "eth0", "--every",
+        lab.spawn("peer", ["/usr/bin/python3", REPO / "tools" / "lldpdu.py", "--iface", "eth0", "--every",
                            "1", frames])
 
         def settled():

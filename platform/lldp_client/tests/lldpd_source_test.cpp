@@ -1,6 +1,8 @@
-// The lldpd backend without a daemon: the mapping of lldpd's values to the
-// client records, and a daemon that never answers.  Real neighbours, a daemon
-// going away and coming back are covered by tests/e2e/test_lldpd.py.
+// The lldpd backend without a daemon: the mappings of lldpd's values that no
+// neighbour shows (local IDs, capability bits past lldpcli's names, time
+// marks, remote index collisions), and a daemon that never answers.  Real and
+// hand-made neighbours, management addresses and organisationally defined
+// TLVs, a daemon going away and coming back: tests/e2e/test_lldpd*.py.
 #include <gtest/gtest.h>
 #include <lldp-const.h>
 #include <lldpctl.h>
@@ -30,32 +32,6 @@ TEST(Lldpd, CapabilitiesKeepLldpBitOrder) {
     for (auto [lldpd, expected] : cases) EXPECT_EQ(map_capabilities(lldpd), expected) << lldpd;
 }
 
-TEST(Lldpd, ManagementAddressFromLldpdText) {
-    struct {
-        const char* text;
-        long if_index;
-        u8s octets;  // empty: refused, the record untouched
-    } cases[] = {{"10.0.1.2", 6, {10, 0, 1, 2}},
-                 {"0.0.0.0", 1, {0, 0, 0, 0}},
-                 {"fd00:1::2", 13, {0xfd, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2}},
-                 {"::ffff:10.1.2.3", 2, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, 10, 1, 2, 3}},
-                 {"10.0.0.1", LLDPCTL_ERR_NOT_EXIST, {10, 0, 0, 1}},  // no interface given: 0
-                 {"10.0.0.256", 1, {}}, {"fe80::1%eth0", 1, {}}, {"", 1, {}}, {nullptr, 1, {}}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.text ? c.text : "(null)");
-        address a;
-        a.if_id = 77;
-        ASSERT_EQ(parse_management_address(c.text, c.if_index, &a), !c.octets.empty());
-        u8s padded = c.octets.empty() ? u8s(a.octets.begin(), a.octets.end()) : c.octets;
-        padded.resize(16);
-        EXPECT_EQ(u8s(a.octets.begin(), a.octets.end()), padded);
-        EXPECT_EQ(a.if_id, c.octets.empty() ? 77u : c.if_index < 0 ? 0u : uint32_t(c.if_index));
-        if (!c.octets.empty()) {
-            EXPECT_EQ(a.effective_subtype(), c.octets.size() == 16 ? 2 : 1);
-        }
-    }
-}
-
 TEST(Lldpd, IdsAreDottedMacAddressTextOrHex) {
     const uint8_t mac[] = {0xa6, 0xdc, 0x89, 0xd4, 0xd1, 0x90}, name[] = {'e', 't', 'h', '0'};
     const uint8_t v4[] = {1, 192, 0, 2, 9}, v6[] = {2, 0x20, 1, 0xd, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 7};
@@ -70,20 +46,6 @@ TEST(Lldpd, IdsAreDottedMacAddressTextOrHex) {
     EXPECT_EQ(id_text(c, LLDP_CHASSISID_SUBTYPE_LOCAL, mac, 6), "a6:dc:89:d4:d1:90");
     EXPECT_EQ(id_text(c, LLDP_CHASSISID_SUBTYPE_LLADDR, mac, 5), "a6:dc:89:d4:d1");  // not a MAC length
     EXPECT_EQ(id_text(c, LLDP_CHASSISID_SUBTYPE_LLADDR, nullptr, 0), "");
-}
-
-TEST(Lldpd, OrgDefTlvOuiAndIndexWithinOuiAndSubtype) {
-    const uint8_t oui[] = {0x33, 0x44, 0x55};
-    EXPECT_EQ(oui_number(oui, 3), 0x334455u);
-    EXPECT_EQ(oui_number(oui, 2), 0u);
-    std::vector<lldp_model::org_def_tlv> t(6);
-    const std::pair<uint32_t, uint8_t> keys[] = {{0x334455, 1}, {0x334455, 1}, {0x334455, 2},
-                                                 {0x0080c2, 1}, {0x334455, 1}, {0x334455, 2}};
-    for (size_t i = 0; i < t.size(); ++i) t[i] = {keys[i].first, keys[i].second, 99, {}};
-    number_org_def_tlvs(t);
-    std::vector<uint32_t> idx;
-    for (const auto& o : t) idx.push_back(o.index);
-    EXPECT_EQ(idx, (std::vector<uint32_t>{1, 2, 1, 1, 3, 2}));
 }
 
 // Hundredths of a second since the origin (hundredths since the epoch), 0 up
