@@ -236,6 +236,83 @@ int lldp_client_get_config(lldp_client_config* out);
 int lldp_client_iter_port_stats(lldp_client_callback cb, void* context);
 int lldp_client_get_remote_stats(lldp_client_remote_stats* out);
 
+// ---- IEEE 802.1 and 802.3 organisationally specific data ----
+// What a local port advertises, or a neighbour advertised, in the 802.1
+// (OUI 00-80-C2) and 802.3 (OUI 00-12-0F) TLVs.  A has_* of 0 is a TLV not
+// sent.  tx_enable fields and dot3_tlvs_tx say what a local port sends; a
+// neighbour's are 0.  Arrays and texts belong to the record, which lives until
+// the callback returns.
+typedef struct lldp_dot1_ppvid {
+    uint16_t vid;         // 0..4094
+    uint8_t supported;
+    uint8_t enabled;
+    uint8_t tx_enable;
+} lldp_dot1_ppvid;
+
+typedef struct lldp_dot1_vlan_name {
+    uint16_t vid;         // 1..4094
+    uint8_t tx_enable;
+    uint16_t name_len;    // as sent (the MIB serves at most 32 octets)
+    const uint8_t* name;
+} lldp_dot1_vlan_name;
+
+typedef struct lldp_dot1_protocol {
+    uint8_t tx_enable;
+    uint16_t id_len;
+    const uint8_t* id;
+} lldp_dot1_protocol;
+
+// lldpXdot3PortConfigTLVsTxEnable bits.
+enum {
+    LLDP_DOT3_TX_MAC_PHY = 1,
+    LLDP_DOT3_TX_POWER = 2,
+    LLDP_DOT3_TX_LINK_AGG = 4,
+    LLDP_DOT3_TX_MAX_FRAME_SIZE = 8
+};
+
+typedef struct lldp_org_ext {
+    uint32_t port_num;                  // the local port
+    uint32_t time_mark;                 // neighbours: as lldpRemTimeMark
+    uint32_t rem_index;                 // neighbours: as lldpRemIndex
+    // 802.1
+    uint8_t has_port_vlan_id;
+    uint8_t port_vlan_tx;
+    uint16_t port_vlan_id;              // 0..4094
+    size_t ppvid_count;                 // by vid, each vid once
+    const lldp_dot1_ppvid* ppvids;
+    size_t vlan_name_count;             // by vid, each vid once
+    const lldp_dot1_vlan_name* vlan_names;
+    size_t protocol_count;              // as advertised: index 1, 2, ...
+    const lldp_dot1_protocol* protocols;
+    // 802.3
+    uint8_t has_mac_phy;
+    uint8_t autoneg_supported;
+    uint8_t autoneg_enabled;
+    uint16_t autoneg_advertised;        // the TLV's 16 bits, first octet high
+    uint32_t mau_type;
+    uint8_t has_power;
+    uint8_t power_port_class;           // 1 PSE, 2 PD
+    uint8_t power_mdi_supported;
+    uint8_t power_mdi_enabled;
+    uint8_t power_pair_control;
+    uint8_t power_pairs;                // 1 signal, 2 spare
+    uint8_t power_class;                // 1..5
+    uint8_t has_link_agg;
+    uint8_t link_agg_capable;
+    uint8_t link_agg_enabled;
+    uint32_t link_agg_port_id;
+    uint8_t has_max_frame_size;
+    uint16_t max_frame_size;
+    uint8_t dot3_tlvs_tx;               // LLDP_DOT3_TX_* bits
+} lldp_org_ext;
+
+// Calls cb(record, context, null) with a const lldp_org_ext* for every local
+// LLDP port in port-number order, or every neighbour in (port, remote index)
+// order.  Non-zero when the daemon cannot be asked or a callback returned
+// non-zero.
+int lldp_client_iter_local_org_ext(lldp_client_callback cb, void* context);
+int lldp_client_iter_remote_org_ext(lldp_client_callback cb, void* context);
+
 // Change counts: `data` changes whenever a different snapshot is served
 // (anything the daemon reports changed, or another topology was chosen, even
 // an equal one), `neighbors` only when the neighbours differ from those served

@@ -9,6 +9,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -45,6 +46,57 @@ struct org_def_tlv {
     std::vector<uint8_t> info;
 };
 
+// IEEE 802.1 (OUI 00-80-C2) and 802.3 (OUI 00-12-0F) data: what a port
+// advertises or a neighbour advertised.  An absent optional is a TLV not sent.
+// `tx` fields say whether a local port sends the element (lldpXdot1Config*);
+// neighbours' are unused.
+struct dot1_ppvid {
+    uint16_t vid = 0;                   // 0..4094
+    bool supported = false;
+    bool enabled = false;
+    bool tx = true;
+};
+struct dot1_vlan_name {
+    uint16_t vid = 1;                   // 1..4094
+    std::string name;                   // as sent; served up to 32 octets
+    bool tx = true;
+};
+struct dot1_protocol {
+    std::vector<uint8_t> id;            // the protocol identity's octets
+    bool tx = true;
+};
+struct dot3_mac_phy {
+    bool autoneg_supported = false;
+    bool autoneg_enabled = false;
+    uint16_t advertised = 0;            // PMD auto-negotiation advertised capability, as sent
+    uint32_t mau_type = 0;              // operational MAU type (IANA MAU MIB)
+};
+struct dot3_power {
+    uint8_t port_class = 1;             // 1 PSE, 2 PD
+    bool mdi_supported = false;
+    bool mdi_enabled = false;
+    bool pair_control = false;
+    uint8_t pairs = 1;                  // 1 signal, 2 spare
+    uint8_t power_class = 1;            // 1..5: class 0..4
+};
+struct dot3_link_agg {
+    bool capable = false;
+    bool enabled = false;
+    uint32_t port_id = 0;               // aggregated port's ifIndex; 0: none
+};
+struct org_ext {
+    std::optional<uint16_t> port_vlan_id;   // 0..4094
+    bool port_vlan_tx = true;
+    std::vector<dot1_ppvid> ppvids;          // the model hands them out by vid, first of equal vids
+    std::vector<dot1_vlan_name> vlan_names;  // likewise
+    std::vector<dot1_protocol> protocols;    // in order: index 1, 2, ...
+    std::optional<dot3_mac_phy> mac_phy;
+    std::optional<dot3_power> power;
+    std::optional<dot3_link_agg> link_agg;
+    std::optional<uint16_t> max_frame_size;
+    uint8_t dot3_tlvs_tx = 0xF;              // LLDP_DOT3_TX_* bits of lldp_client.h
+};
+
 // A remote system learnt on a local port.
 struct neighbor {
     uint32_t time_mark = 0;
@@ -61,6 +113,7 @@ struct neighbor {
     std::vector<address> man_addrs;
     std::vector<unknown_tlv> unknown_tlvs;
     std::vector<org_def_tlv> org_def_tlvs;
+    org_ext ext;
 };
 
 // A port's LLDP counters as the daemon keeps them; handed out modulo 2^32.
@@ -90,6 +143,7 @@ struct port {
     uint8_t tlvs_tx = 0xF;              // LLDP_TLV_TX_* bits
     bool man_addr_tx = true;            // the local management addresses are sent here
     port_counters stats;
+    org_ext ext;
 
     static constexpr uint32_t default_ifhandle(uint32_t port_num) { return 0x1000u + port_num; }
     uint32_t effective_ifhandle() const { return ifhandle ? ifhandle : default_ifhandle(port_num); }
