@@ -229,7 +229,10 @@ def test_agent_follows_lldpd_with_its_counters_and_time_marks(lab):
     with lab.agent("--lldpd-time-marks") as agent:
         served(agent, lab, NEIGHBOURS)
         assert numbers(agent, CONFIGURATION)[f"{CONFIGURATION}.2.0"] == 5
-        before, counted, after = lab.statistics(), numbers(agent, STATISTICS), lab.statistics()
+        # The agent serves data at most a second old: read lldpd first, then walk.
+        before = lab.statistics()
+        time.sleep(1.1)
+        counted, after = numbers(agent, STATISTICS), lab.statistics()
         assert set(before) == set(after) == {lab.ifindex["eth1"], lab.ifindex["eth2"]}
         assert sum(p["tx"] for p in before.values()) > 0  # the lab has sent frames
         for port in before:

@@ -13,7 +13,7 @@ import time
 import pytest
 
 from conftest import ACCESS, LLDP_MIB, free_udp_port, spawn, stop_process, wait_until
-from test_lldpd import Lab, name_marks
+from test_lldpd import RouterLab as Lab, name_marks
 
 SYS_UPTIME, TRAP_OID = "1.3.6.1.2.1.1.3.0", "1.3.6.1.6.3.1.1.4.1.0"
 REM_TABLES_CHANGE = "OID: .1.0.8802.1.1.2.0.0.1"

@@ -12,7 +12,7 @@ import pytest
 
 from conftest import BUILD, EXAMPLES, LLDP_MIB, MIBS, Agent, run, wait_until
 from reference import walk
-from test_lldpd import Lab, name_marks
+from test_lldpd import RouterLab as Lab, name_marks
 
 UNIT = "usr/lib/systemd/system/lldpmib-agentx.service"
 SNIPPET = "etc/snmp/snmpd.conf.d/lldpmib-agentx.conf"
