@@ -321,6 +321,74 @@ void fill_neighbor(built_neighbor& b, const neighbor& n, uint32_t port_num) {
     b.td.detail = &b.detail;
 }
 
+// An lldp_org_ext record as handed to a callback, valid while this object
+// lives and until it is filled again; one object serves a whole iteration.
+struct built_ext {
+    lldp_org_ext rec{};
+    std::vector<lldp_dot1_ppvid> ppvids;
+    std::vector<lldp_dot1_vlan_name> vlan_names;
+    std::vector<lldp_dot1_protocol> protocols;
+};
+
+// By vid, the first of equal vids (in the model's order) only.
+template <typename T>
+void by_vid(std::vector<T>& v) {
+    std::stable_sort(v.begin(), v.end(), [](const T& a, const T& b) { return a.vid < b.vid; });
+    v.erase(std::unique(v.begin(), v.end(), [](const T& a, const T& b) { return a.vid == b.vid; }), v.end());
+}
+
+// What a neighbour sent has no transmit flags: they stay 0 unless local.
+void fill_ext(built_ext& b, const org_ext& x, bool local) {
+    lldp_org_ext& r = b.rec;
+    r = {};
+    r.has_port_vlan_id = x.port_vlan_id.has_value();
+    r.port_vlan_id = x.port_vlan_id.value_or(0);
+    r.port_vlan_tx = local && x.port_vlan_tx;
+    b.ppvids.clear();
+    for (const dot1_ppvid& p : x.ppvids)
+        b.ppvids.push_back({p.vid, p.supported, p.enabled, uint8_t(local && p.tx)});
+    by_vid(b.ppvids);
+    b.vlan_names.clear();
+    for (const dot1_vlan_name& v : x.vlan_names)
+        b.vlan_names.push_back({v.vid, uint8_t(local && v.tx), uint16_t(v.name.size()),
+                                reinterpret_cast<const uint8_t*>(v.name.data())});
+    by_vid(b.vlan_names);
+    b.protocols.clear();
+    for (const dot1_protocol& p : x.protocols)
+        b.protocols.push_back({uint8_t(local && p.tx), uint16_t(p.id.size()), p.id.data()});
+    r.ppvid_count = b.ppvids.size();
+    r.ppvids = head(b.ppvids);
+    r.vlan_name_count = b.vlan_names.size();
+    r.vlan_names = head(b.vlan_names);
+    r.protocol_count = b.protocols.size();
+    r.protocols = head(b.protocols);
+    if (const auto& m = x.mac_phy) {
+        r.has_mac_phy = 1;
+        r.autoneg_supported = m->autoneg_supported;
+        r.autoneg_enabled = m->autoneg_enabled;
+        r.autoneg_advertised = m->advertised;
+        r.mau_type = m->mau_type;
+    }
+    if (const auto& p = x.power) {
+        r.has_power = 1;
+        r.power_port_class = p->port_class;
+        r.power_mdi_supported = p->mdi_supported;
+        r.power_mdi_enabled = p->mdi_enabled;
+        r.power_pair_control = p->pair_control;
+        r.power_pairs = p->pairs;
+        r.power_class = p->power_class;
+    }
+    if (const auto& l = x.link_agg) {
+        r.has_link_agg = 1;
+        r.link_agg_capable = l->capable;
+        r.link_agg_enabled = l->enabled;
+        r.link_agg_port_id = l->port_id;
+    }
+    r.has_max_frame_size = x.max_frame_size.has_value();
+    r.max_frame_size = x.max_frame_size.value_or(0);
+    r.dot3_tlvs_tx = local ? x.dot3_tlvs_tx : 0;
+}
+
 // Port walks share one rule: the first port not below `port` that `wanted` accepts.
 template <typename Pred>
 int next_port(uint32_t port, uint32_t* next, uint32_t* ifhandle, Pred wanted) {
@@ -662,6 +730,40 @@ int lldp_client_iter_port_stats(lldp_client_callback cb, void* context) {
         rec.deletes = uint32_t(c.deletes);
         rec.drops = uint32_t(c.drops);
         if (int rc = cb(&rec, context, nullptr)) return rc;
+    }
+    return 0;
+}
+
+int lldp_client_iter_local_org_ext(lldp_client_callback cb, void* context) {
+    if (int rc = PLATFORM_FAULT("lldp_client_iter_local_org_ext")) return rc;
+    if (!cb) return EINVAL;
+    int status = 0;
+    auto v = current_view(&status);
+    if (!v) return status;
+    built_ext b;
+    for (const view::port_entry& e : v->ports) {
+        fill_ext(b, e.p->ext, true);
+        b.rec.port_num = e.p->port_num;
+        if (int rc = cb(&b.rec, context, nullptr)) return rc;
+    }
+    return 0;
+}
+
+int lldp_client_iter_remote_org_ext(lldp_client_callback cb, void* context) {
+    if (int rc = PLATFORM_FAULT("lldp_client_iter_remote_org_ext")) return rc;
+    if (!cb) return EINVAL;
+    int status = 0;
+    auto v = current_view(&status);
+    if (!v) return status;
+    built_ext b;
+    for (const view::port_entry& e : v->ports) {
+        for (const neighbor* n : e.neighbors) {
+            fill_ext(b, n->ext, false);
+            b.rec.port_num = e.p->port_num;
+            b.rec.time_mark = n->time_mark;
+            b.rec.rem_index = n->rem_index;
+            if (int rc = cb(&b.rec, context, nullptr)) return rc;
+        }
     }
     return 0;
 }

@@ -13,6 +13,28 @@ bool same(const unknown_tlv& a, const unknown_tlv& b) { return a.type == b.type 
 bool same(const org_def_tlv& a, const org_def_tlv& b) {
     return a.oui == b.oui && a.subtype == b.subtype && a.index == b.index && a.info == b.info;
 }
+bool same(const dot1_ppvid& a, const dot1_ppvid& b) {
+    return a.vid == b.vid && a.supported == b.supported && a.enabled == b.enabled && a.tx == b.tx;
+}
+bool same(const dot1_vlan_name& a, const dot1_vlan_name& b) {
+    return a.vid == b.vid && a.name == b.name && a.tx == b.tx;
+}
+bool same(const dot1_protocol& a, const dot1_protocol& b) { return a.id == b.id && a.tx == b.tx; }
+bool same(const dot3_mac_phy& a, const dot3_mac_phy& b) {
+    return a.autoneg_supported == b.autoneg_supported && a.autoneg_enabled == b.autoneg_enabled &&
+           a.advertised == b.advertised && a.mau_type == b.mau_type;
+}
+bool same(const dot3_power& a, const dot3_power& b) {
+    return a.port_class == b.port_class && a.mdi_supported == b.mdi_supported && a.mdi_enabled == b.mdi_enabled &&
+           a.pair_control == b.pair_control && a.pairs == b.pairs && a.power_class == b.power_class;
+}
+bool same(const dot3_link_agg& a, const dot3_link_agg& b) {
+    return a.capable == b.capable && a.enabled == b.enabled && a.port_id == b.port_id;
+}
+template <class T>
+bool same(const std::optional<T>& a, const std::optional<T>& b) {
+    return a.has_value() == b.has_value() && (!a || same(*a, *b));
+}
 bool same(const neighbor& a, const neighbor& b);
 bool same(const port& a, const port& b);
 bool same(const local_man_addr_record& a, const local_man_addr_record& b);
@@ -23,13 +45,19 @@ bool same(const std::vector<T>& a, const std::vector<T>& b) {
         if (!same(a[i], b[i])) return false;
     return true;
 }
+bool same(const org_ext& a, const org_ext& b) {
+    return a.port_vlan_id == b.port_vlan_id && a.port_vlan_tx == b.port_vlan_tx && same(a.ppvids, b.ppvids) &&
+           same(a.vlan_names, b.vlan_names) && same(a.protocols, b.protocols) && same(a.mac_phy, b.mac_phy) &&
+           same(a.power, b.power) && same(a.link_agg, b.link_agg) && a.max_frame_size == b.max_frame_size &&
+           a.dot3_tlvs_tx == b.dot3_tlvs_tx;
+}
 bool same(const neighbor& a, const neighbor& b) {
     return a.time_mark == b.time_mark && a.rem_index == b.rem_index &&
            a.chassis_id_subtype == b.chassis_id_subtype && a.chassis_id == b.chassis_id &&
            a.port_id_subtype == b.port_id_subtype && a.port_id == b.port_id && a.port_desc == b.port_desc &&
            a.sys_name == b.sys_name && a.sys_desc == b.sys_desc && a.supported_caps == b.supported_caps &&
            a.enabled_caps == b.enabled_caps && same(a.man_addrs, b.man_addrs) &&
-           same(a.unknown_tlvs, b.unknown_tlvs) && same(a.org_def_tlvs, b.org_def_tlvs);
+           same(a.unknown_tlvs, b.unknown_tlvs) && same(a.org_def_tlvs, b.org_def_tlvs) && same(a.ext, b.ext);
 }
 bool same(const port_counters& a, const port_counters& b) {
     return a.tx_frames == b.tx_frames && a.rx_frames == b.rx_frames &&
@@ -41,7 +69,7 @@ bool same(const port& a, const port& b) {
     return a.port_num == b.port_num && a.ifhandle == b.ifhandle && a.port_id_subtype == b.port_id_subtype &&
            a.port_id == b.port_id && a.port_desc == b.port_desc && same(a.neighbors, b.neighbors) &&
            a.admin_status == b.admin_status && a.notification_enable == b.notification_enable &&
-           a.tlvs_tx == b.tlvs_tx && a.man_addr_tx == b.man_addr_tx && same(a.stats, b.stats);
+           a.tlvs_tx == b.tlvs_tx && a.man_addr_tx == b.man_addr_tx && same(a.stats, b.stats) && same(a.ext, b.ext);
 }
 bool same(const local_man_addr_record& a, const local_man_addr_record& b) { return same(a.addrs, b.addrs); }
 

@@ -52,12 +52,18 @@ struct object {
     const json& j;
     std::string path;
 
-    object(const json& value, std::string p, std::initializer_list<const char*> allowed)
+    // Keys of port_only are known only where on_port (a local port's object).
+    object(const json& value, std::string p, std::initializer_list<const char*> known_keys,
+           std::initializer_list<const char*> port_only = {}, bool on_port = true)
         : j(value), path(std::move(p)) {
         if (!j.is_object()) fail(where(), "expected an object, got " + kind_of(j));
+        std::vector<const char*> allowed(known_keys);
+        if (on_port) allowed.insert(allowed.end(), port_only);
         for (auto it = j.begin(); it != j.end(); ++it) {
             bool known = false;
             for (const char* k : allowed) known |= it.key() == k;
+            for (const char* k : port_only)
+                if (!known && it.key() == k) fail(at(k), "allowed on local ports only, not on neighbours");
             if (!known) {
                 std::string list;
                 for (const char* k : allowed) list += (list.empty() ? "" : ", ") + std::string(k);
@@ -219,11 +225,60 @@ uint32_t oui_of(const json& v, const std::string& path) {
     return oui;
 }
 
+// The 802.1 and 802.3 data of a port (local: with what it sends) or of a
+// neighbour, from the keys "dot1" and "dot3" of its object.
+org_ext org_ext_of(const object& o, bool local) {
+    org_ext x;
+    if (const json* d = o.find("dot1")) {
+        object e(*d, o.at("dot1"), {"port_vlan_id", "ppvids", "vlan_names", "protocols"}, {"port_vlan_tx"}, local);
+        if (e.find("port_vlan_id")) x.port_vlan_id = uint16_t(e.required_integer("port_vlan_id", 0, 4094));
+        x.port_vlan_tx = e.boolean("port_vlan_tx", true);
+        auto items = [&](const char* key, std::initializer_list<const char*> keys, auto read) {
+            if (const json* a = e.array(key))
+                for (size_t i = 0; i < a->size(); ++i) read(object((*a)[i], item(e.at(key), i), keys, {"tx"}, local));
+        };
+        items("ppvids", {"vid", "supported", "enabled"}, [&](const object& t) {
+            x.ppvids.push_back({uint16_t(t.required_integer("vid", 0, 4094)), t.boolean("supported", false),
+                                t.boolean("enabled", false), t.boolean("tx", true)});
+        });
+        items("vlan_names", {"vid", "name"}, [&](const object& t) {
+            x.vlan_names.push_back(
+                {uint16_t(t.required_integer("vid", 1, 4094)), text_field(t, "name", 255, true), t.boolean("tx", true)});
+        });
+        items("protocols", {"id"}, [&](const object& t) {
+            x.protocols.push_back({bytes_field(t, "id", 1, 255, true), t.boolean("tx", true)});
+        });
+    }
+    if (const json* d = o.find("dot3")) {
+        object e(*d, o.at("dot3"), {"mac_phy", "power", "link_agg", "max_frame_size"}, {"tlvs_tx"}, local);
+        if (const json* m = e.find("mac_phy")) {
+            object t(*m, e.at("mac_phy"), {"autoneg_supported", "autoneg_enabled", "advertised", "mau_type"});
+            x.mac_phy = dot3_mac_phy{t.boolean("autoneg_supported", false), t.boolean("autoneg_enabled", false),
+                                     uint16_t(t.integer("advertised", 0, u16max, 0)),
+                                     uint32_t(t.integer("mau_type", 0, index_max, 0))};
+        }
+        if (const json* m = e.find("power")) {
+            object t(*m, e.at("power"), {"port_class", "mdi_supported", "mdi_enabled", "pair_control", "pairs", "class"});
+            x.power = dot3_power{uint8_t(t.integer("port_class", 1, 2, 1)), t.boolean("mdi_supported", false),
+                                 t.boolean("mdi_enabled", false),       t.boolean("pair_control", false),
+                                 uint8_t(t.integer("pairs", 1, 2, 1)),  uint8_t(t.integer("class", 1, 5, 1))};
+        }
+        if (const json* m = e.find("link_agg")) {
+            object t(*m, e.at("link_agg"), {"capable", "enabled", "port_id"});
+            x.link_agg = dot3_link_agg{t.boolean("capable", false), t.boolean("enabled", false),
+                                       uint32_t(t.integer("port_id", 0, index_max, 0))};
+        }
+        if (e.find("max_frame_size")) x.max_frame_size = uint16_t(e.required_integer("max_frame_size", 0, u16max));
+        x.dot3_tlvs_tx = uint8_t(e.integer("tlvs_tx", 0, 15, 15));
+    }
+    return x;
+}
+
 neighbor neighbor_of(const json& v, const std::string& path) {
     object o(v, path,
              {"time_mark", "rem_index", "chassis_id_subtype", "chassis_id", "port_id_subtype", "port_id",
               "port_desc", "sys_name", "sys_desc", "supported_caps", "enabled_caps", "man_addrs",
-              "unknown_tlvs", "org_def_tlvs"});
+              "unknown_tlvs", "org_def_tlvs", "dot1", "dot3"});
     neighbor n;
     n.time_mark = uint32_t(o.integer("time_mark", 0, u32max, 0));
     n.rem_index = uint32_t(o.required_integer("rem_index", 1, index_max));
@@ -259,6 +314,7 @@ neighbor neighbor_of(const json& v, const std::string& path) {
             n.org_def_tlvs.push_back(std::move(d));
         }
     }
+    n.ext = org_ext_of(o, false);
     return n;
 }
 
@@ -285,7 +341,7 @@ port_counters counters_of(const json& v, const std::string& path) {
 port port_of(const json& v, const std::string& path) {
     object o(v, path,
              {"port_num", "ifhandle", "port_id_subtype", "port_id", "port_desc", "neighbors", "admin_status",
-              "notification_enable", "tlvs_tx", "man_addr_tx", "statistics"});
+              "notification_enable", "tlvs_tx", "man_addr_tx", "statistics", "dot1", "dot3"});
     port p;
     p.port_num = uint32_t(o.required_integer("port_num", 1, index_max));
     p.ifhandle = uint32_t(o.integer("ifhandle", 1, u32max, port::default_ifhandle(p.port_num)));
@@ -297,6 +353,7 @@ port port_of(const json& v, const std::string& path) {
     p.tlvs_tx = uint8_t(o.integer("tlvs_tx", 0, 15, 15));
     p.man_addr_tx = o.boolean("man_addr_tx", true);
     if (const json* s = o.find("statistics")) p.stats = counters_of(*s, o.at("statistics"));
+    p.ext = org_ext_of(o, true);
     std::map<uint32_t, size_t> seen;
     if (const json* a = o.array("neighbors")) {
         for (size_t i = 0; i < a->size(); ++i) {

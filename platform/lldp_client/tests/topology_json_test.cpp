@@ -60,6 +60,46 @@ int collect_rem_index(void* record, void* seen, void*) {  // 0 for a port's mark
     return 0;
 }
 
+// An lldp_org_ext record in one line: absent TLVs as "-", flags as 0/1,
+// protocol identities in hex.
+int describe_org_ext(void* record, void* lines, void*) {
+    const auto& r = *static_cast<const lldp_org_ext*>(record);
+    auto hex = [](const uint8_t* b, size_t n) {
+        std::string s;
+        char d[3];
+        for (size_t i = 0; i < n; ++i) std::snprintf(d, sizeof d, "%02x", b[i]), s += d;
+        return s;
+    };
+    auto n = [](auto v) { return std::to_string(v); };
+    std::string s = "port " + n(r.port_num) + " rem " + n(r.rem_index) + " mark " + n(r.time_mark) + " | pvid " +
+                    (r.has_port_vlan_id ? n(r.port_vlan_id) : "-") + " tx " + n(r.port_vlan_tx) + " | ppvids";
+    for (size_t i = 0; i < r.ppvid_count; ++i) {
+        const lldp_dot1_ppvid& p = r.ppvids[i];
+        s += " " + n(p.vid) + "/" + n(p.supported) + n(p.enabled) + n(p.tx_enable);
+    }
+    s += " | vlans";
+    for (size_t i = 0; i < r.vlan_name_count; ++i) {
+        const lldp_dot1_vlan_name& v = r.vlan_names[i];
+        s += " " + n(v.vid) + "/'" + std::string(reinterpret_cast<const char*>(v.name), v.name_len) + "'/" +
+             n(v.tx_enable);
+    }
+    s += " | pis";
+    for (size_t i = 0; i < r.protocol_count; ++i)
+        s += " " + hex(r.protocols[i].id, r.protocols[i].id_len) + "/" + n(r.protocols[i].tx_enable);
+    s += " | mac/phy " + (r.has_mac_phy ? n(r.autoneg_supported) + n(r.autoneg_enabled) + " " +
+                                              n(r.autoneg_advertised) + " " + n(r.mau_type)
+                                        : "-");
+    s += " | power " + (r.has_power ? n(r.power_port_class) + " " + n(r.power_mdi_supported) +
+                                          n(r.power_mdi_enabled) + n(r.power_pair_control) + " " +
+                                          n(r.power_pairs) + " " + n(r.power_class)
+                                    : "-");
+    s += " | agg " + (r.has_link_agg ? n(r.link_agg_capable) + n(r.link_agg_enabled) + " " + n(r.link_agg_port_id)
+                                     : "-");
+    s += " | mfs " + (r.has_max_frame_size ? n(r.max_frame_size) : "-") + " | tx " + n(r.dot3_tlvs_tx);
+    static_cast<std::vector<std::string>*>(lines)->push_back(s);
+    return 0;
+}
+
 // Hex with separators and either case, a 255-octet identifier, text holding
 // a NUL, an OUI as text; a custom ifhandle reaches the port walk and the
 // neighbour filter (the random topologies of the model-based test keep the
@@ -85,6 +125,37 @@ TEST_F(Backend, AcceptedFileIsServedAsWritten) {
     std::vector<uint32_t> seen;
     EXPECT_EQ(0, lldp_client_iter_ne(&f, 1, 1, collect_rem_index, &seen, 1, nullptr));
     EXPECT_EQ(seen, (std::vector<uint32_t>{0, 3}));
+
+    // 802.1 and 802.3 data: by vid, the first of equal vids; a neighbour sends no tx flags.
+    std::vector<std::string> local, remote;
+    ASSERT_EQ(0, lldp_client_iter_local_org_ext(describe_org_ext, &local));
+    EXPECT_EQ(local, (std::vector<std::string>{
+                         "port 2 rem 0 mark 0 | pvid - tx 1 | ppvids | vlans | pis | mac/phy - | power - | agg - "
+                         "| mfs - | tx 15",
+                         "port 5 rem 0 mark 0 | pvid 4094 tx 0 | ppvids 0/011 20/100 | vlans 1/''/0 4094/'" +
+                             std::string(255, 'n') +
+                             "'/1 | pis 888e/0 78/1 | mac/phy 10 65535 2147483647 | power 2 001 2 5 "
+                             "| agg 01 2147483647 | mfs 65535 | tx 0"}));
+    ASSERT_EQ(0, lldp_client_iter_remote_org_ext(describe_org_ext, &remote));
+    EXPECT_EQ(remote, (std::vector<std::string>{"port 5 rem 3 mark 77 | pvid 0 tx 0 | ppvids 4094/110 | "
+                                                "vlans 7/'AB'/0 | pis ff/0 | mac/phy 00 0 0 | power 1 000 1 1 "
+                                                "| agg 10 0 | mfs 0 | tx 0"}));
+}
+
+// A refetch that finds other 802.1 or 802.3 data (here a VLAN name) is a change.
+TEST(SameTopology, ComparesOrgExtData) {
+    const char* text = R"({"local": {"chassis_id": "x"}, "ports": [{"port_num": 1, "port_id": "p1",
+        "dot1": {"vlan_names": [{"vid": 5, "name": "%s"}]},
+        "neighbors": [{"rem_index": 1, "chassis_id": "c", "port_id": "p", "dot3": {"power": {"class": %d}}}]}]})";
+    auto topo = [&](const char* name, int power_class) {
+        char buf[512];
+        std::snprintf(buf, sizeof buf, text, name, power_class);
+        return parse_topology(buf, "t", nullptr);
+    };
+    EXPECT_TRUE(lldp_model::same_topology(*topo("a", 1), *topo("a", 1)));
+    EXPECT_FALSE(lldp_model::same_topology(*topo("a", 1), *topo("b", 1)));
+    EXPECT_TRUE(lldp_model::same_neighbors(*topo("a", 1), *topo("b", 1)));
+    EXPECT_FALSE(lldp_model::same_neighbors(*topo("a", 1), *topo("a", 2)));
 }
 
 lldp_client_generation generation() {
