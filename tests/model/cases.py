@@ -93,6 +93,43 @@ def topology(r):
             if r.random() < 0.6:
                 n[key] = r.choice(values + [r.randrange(0x10000)])
 
+    def org_ext(local):
+        """802.1 and 802.3 data: equal and extreme VLAN IDs, names past 32 octets,
+        MAU types at the range's edges, TLVs absent; tx flags on local ports."""
+        ext, tx = {}, (lambda: {"tx": r.random() < 0.5} if local and r.random() < 0.3 else {})
+        vid = lambda least: r.choice([least, 4094, 7, 7, r.randint(least, 4094)])
+        flag = lambda: r.random() < 0.5
+        if r.random() < 0.6:
+            d1 = {}
+            if r.random() < 0.6:
+                d1["port_vlan_id"] = r.choice([0, 1, 4094, r.randint(1, 4094)])
+            if local and r.random() < 0.3:
+                d1["port_vlan_tx"] = flag()
+            for key, make in (("ppvids", lambda: {"vid": vid(0), "supported": flag(), "enabled": flag(), **tx()}),
+                              ("vlan_names", lambda: {"vid": vid(1), "name": text(0, 40), **tx()}),
+                              ("protocols", lambda: {"id": field(raw(1, 8)), **tx()})):
+                if r.random() < 0.5:
+                    d1[key] = [make() for _ in range(r.randrange(4))]
+            ext["dot1"] = d1
+        if r.random() < 0.6:
+            d3 = {}
+            if r.random() < 0.6:
+                d3["mac_phy"] = {"autoneg_supported": flag(), "autoneg_enabled": flag(),
+                                 "advertised": r.choice([0, 0x8000, 0x6c01, 0xFFFF]),
+                                 "mau_type": r.choice([0, 1, 30, 54, SUB_MAX // 2, r.randrange(100)])}
+            if r.random() < 0.5:
+                d3["power"] = {"port_class": r.randint(1, 2), "mdi_supported": flag(), "mdi_enabled": flag(),
+                               "pair_control": flag(), "pairs": r.randint(1, 2), "class": r.randint(1, 5)}
+            if r.random() < 0.5:
+                d3["link_agg"] = {"capable": flag(), "enabled": flag(),
+                                  "port_id": r.choice([0, 1, SUB_MAX // 2, r.randrange(5000)])}
+            if r.random() < 0.6:
+                d3["max_frame_size"] = r.choice([0, 1518, 9216, 65535])
+            if local and r.random() < 0.4:
+                d3["tlvs_tx"] = r.randint(0, 15)
+            ext["dot3"] = d3
+        return ext
+
     def neighbor(rem_index):
         n = {"rem_index": rem_index}
         if r.random() < 0.85:
@@ -124,6 +161,7 @@ def topology(r):
             n["unknown_tlvs"] = unknown
         if org := [t for t in tlvs if "oui" in t]:
             n["org_def_tlvs"] = org
+        n.update(org_ext(local=False))
         return n
 
     t = {}
@@ -183,6 +221,7 @@ def topology(r):
                         printed_address() if r.random() < 0.3 else
                         mac.decode() if r.random() < 0.4 and all(0x20 <= c < 0x7F for c in mac) else text(1, 12))
         optional(p, [("port_desc", 0, 20, 0.6)], [])
+        p.update(org_ext(local=True))
         count = 0 if r.random() < 0.3 else r.randint(1, 4)
         neighbors = [neighbor(i) for i in distinct(count, [1, 2, 3, 10, 1000, INDEX_MAX])]
         if neighbors or r.random() < 0.5:

@@ -83,6 +83,73 @@ def typed(kind, value):
         str(value % 2**32) if kind in ("COUNTER32", "GAUGE32", "TIMETICKS") else value)
 
 
+DOT1, DOT3 = (1, 5, 32962, 1), (1, 5, 4623, 1)  # lldpXdot1Objects, lldpXdot3Objects
+
+
+def truth(b):
+    return 1 if b else 2
+
+
+def bits(value, count):
+    """BITS: named bit n is bit n of value, the first octet's most significant first."""
+    out = bytearray((count + 7) // 8)
+    for n in range(count):
+        if value >> n & 1:
+            out[n // 8] |= 0x80 >> n % 8
+    return bytes(out)
+
+
+def by_vid(items):
+    """The first element of each VLAN ID, by VLAN ID."""
+    first = {}
+    for i in items:
+        first.setdefault(i["vid"], i)
+    return [first[v] for v in sorted(first)]
+
+
+def org_ext(ext, key, put, local):
+    """The 802.1 and 802.3 extension tables' rows of one port (local) or neighbour."""
+    dot1, dot3 = ext.get("dot1", {}), ext.get("dot3", {})
+    group = 2 if local else 3
+    if local:
+        put(DOT1 + (1, 1, 1, 1), key, "INTEGER", truth(dot1.get("port_vlan_tx", True)))
+        put(DOT3 + (1, 1, 1, 1), key, "OCTETS", bits(dot3.get("tlvs_tx", 15), 4))
+    if local or "port_vlan_id" in dot1:
+        put(DOT1 + (group, 1, 1, 1), key, "INTEGER", dot1.get("port_vlan_id", 0))
+    for v in by_vid(dot1.get("ppvids", [])):
+        if local:
+            put(DOT1 + (1, 3, 1, 1), key + [v["vid"]], "INTEGER", truth(v.get("tx", True)))
+        put(DOT1 + (group, 2, 1, 2), key + [v["vid"]], "INTEGER", truth(v.get("supported", False)))
+        put(DOT1 + (group, 2, 1, 3), key + [v["vid"]], "INTEGER", truth(v.get("enabled", False)))
+    for v in by_vid(dot1.get("vlan_names", [])):
+        if local:
+            put(DOT1 + (1, 2, 1, 1), key + [v["vid"]], "INTEGER", truth(v.get("tx", True)))
+        put(DOT1 + (group, 3, 1, 2), key + [v["vid"]], "OCTETS", _bytes(v["name"])[:32])
+    for i, pr in enumerate(dot1.get("protocols", []), 1):
+        if local:
+            put(DOT1 + (1, 4, 1, 1), key + [i], "INTEGER", truth(pr.get("tx", True)))
+        put(DOT1 + (group, 4, 1, 2), key + [i], "OCTETS", _bytes(pr["id"]))
+    if "mac_phy" in dot3:
+        m = dot3["mac_phy"]
+        for column, kind, v in ((1, "INTEGER", truth(m.get("autoneg_supported", False))),
+                                (2, "INTEGER", truth(m.get("autoneg_enabled", False))),
+                                (3, "OCTETS", m.get("advertised", 0).to_bytes(2, "big")),
+                                (4, "INTEGER", m.get("mau_type", 0))):
+            put(DOT3 + (group, 1, 1, column), key, kind, v)
+    if "power" in dot3:
+        w = dot3["power"]
+        for column, v in enumerate((w.get("port_class", 1), truth(w.get("mdi_supported", False)),
+                                    truth(w.get("mdi_enabled", False)), truth(w.get("pair_control", False)),
+                                    w.get("pairs", 1), w.get("class", 1)), 1):
+            put(DOT3 + (group, 2, 1, column), key, "INTEGER", v)
+    if "link_agg" in dot3:
+        a = dot3["link_agg"]
+        put(DOT3 + (group, 3, 1, 1), key, "OCTETS", bits(a.get("capable", False) | a.get("enabled", False) << 1, 2))
+        put(DOT3 + (group, 3, 1, 2), key, "INTEGER", a.get("port_id", 0))
+    if "max_frame_size" in dot3:
+        put(DOT3 + (group, 4, 1, 1), key, "INTEGER", dot3["max_frame_size"])
+
+
 def reference(topo):
     if not isinstance(topo, dict):
         topo = json.loads(topo.read_text())
@@ -122,6 +189,7 @@ def reference(topo):
         put((1, 3, 7, 1, 2), [port], "INTEGER", subtype)
         put((1, 3, 7, 1, 3), [port], "OCTETS", pid)
         put((1, 3, 7, 1, 4), [port], "OCTETS", _bytes(p.get("port_desc", "")))
+        org_ext(p, [port], put, local=True)
         for n in p.get("neighbors", []):
             key = [n.get("time_mark", 0), port, n["rem_index"]]
             cs, ps = n.get("chassis_id_subtype", 4), n.get("port_id_subtype", 5)
@@ -136,6 +204,7 @@ def reference(topo):
                     (11, "OCTETS", caps(n.get("supported_caps", 0))),
                     (12, "OCTETS", caps(n.get("enabled_caps", 0)))):
                 put((1, 4, 1, 1, column), key, kind, value)
+            org_ext(n, key, put, local=False)
             for a in n.get("man_addrs", []):
                 ip = ipaddress.ip_address(a["addr"]).packed
                 if any(ip):  # all-zero addresses are not served
