@@ -3,8 +3,8 @@
 # The package puts the programs in /usr/sbin and /usr/bin, the module and the
 # platform libraries it needs in a private directory (<libdir>/lldpmib, found
 # through a $ORIGIN-relative RUNPATH, so an unpacked tree runs as it is), the
-# MIB in net-snmp's MIB directory, the systemd unit, an snmpd.conf.d snippet
-# and the man pages.
+# MIB files (LLDP-MIB and its 802.1 and 802.3 extensions) in net-snmp's MIB
+# directory, the systemd unit, an snmpd.conf.d snippet and the man pages.
 include(GNUInstallDirs)
 
 set(LLDPMIB_PRIVATE_LIBDIR ${CMAKE_INSTALL_LIBDIR}/lldpmib)
@@ -40,7 +40,8 @@ set_target_properties(lldpmib-walk PROPERTIES INSTALL_RPATH "\$ORIGIN/${_lib_fro
 
 install(TARGETS lldpmib-walk RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS ${LLDPMIB_LIBRARIES} LIBRARY DESTINATION ${LLDPMIB_PRIVATE_LIBDIR})
-install(FILES ${PROJECT_SOURCE_DIR}/mibs/LLDP-MIB.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs)
+install(FILES ${PROJECT_SOURCE_DIR}/mibs/LLDP-MIB.txt ${PROJECT_SOURCE_DIR}/mibs/LLDP-EXT-DOT1-MIB.txt
+        ${PROJECT_SOURCE_DIR}/mibs/LLDP-EXT-DOT3-MIB.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs)
 install(FILES ${_pkg}/lldpmib-walk.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
 if(LLDPMIB_BUILD_HOST)
@@ -67,7 +68,7 @@ if(LLDPMIB_BUILD_HOST)
       "of snmpd: the local system, ports and management addresses, the neighbours\n"
       "lldpd has learnt, LLDP configuration and statistics, and lldpRemTablesChange\n"
       "notifications. It runs as an unprivileged, sandboxed system user.\n"
-      "Includes lldpmib-walk, the MIB module file and a systemd unit.")
+      "Includes lldpmib-walk, the MIB module files and a systemd unit.")
   set(CPACK_PACKAGING_INSTALL_PREFIX ${LLDPMIB_PACKAGE_PREFIX})
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
   set(CPACK_DEBIAN_PACKAGE_SECTION net)

@@ -1,6 +1,6 @@
-"""mibs/LLDP-MIB.txt: net-snmp reads it without a word and it gives every
-identifier of the module the module's own number (snmptable and snmpwalk by
-name: test_launcher)."""
+"""mibs/LLDP-MIB.txt and its two extensions (LLDP-EXT-DOT1-MIB, LLDP-EXT-DOT3-MIB):
+net-snmp reads them without a word and LLDP-MIB gives every identifier of the
+module the module's own number (snmptable and snmpwalk by name: test_launcher)."""
 import ctypes
 import os
 import re
@@ -18,12 +18,24 @@ def translate(*args, modules="LLDP-MIB"):
                env=dict(os.environ, SNMP_PERSISTENT_DIR=str(STATE)))
 
 
+EXTENSIONS = {"LLDP-EXT-DOT1-MIB": {"lldpXdot1MIB": "1.5.32962", "lldpXdot1LocVlanName": "1.5.32962.1.2.3.1.2",
+                                    "lldpXdot1RemProtocolId": "1.5.32962.1.3.4.1.2"},
+              "LLDP-EXT-DOT3-MIB": {"lldpXdot3MIB": "1.5.4623", "lldpXdot3LocPowerClass": "1.5.4623.1.2.2.1.6",
+                                    "lldpXdot3RemMaxFrameSize": "1.5.4623.1.3.4.1.1"}}
+
+
 def test_mib_loads_without_a_word():
-    r = translate("-Tp", "-Pw", "LLDP-MIB::lldpMIB")
-    assert r.returncode == 0 and r.stderr == "" and "lldpRemSysName(9)" in r.stdout, r.stderr
+    for module, name, column in (("LLDP-MIB", "lldpMIB", "lldpRemSysName(9)"),
+                                 ("LLDP-EXT-DOT1-MIB", "lldpXdot1MIB", "lldpXdot1RemVlanName(2)"),
+                                 ("LLDP-EXT-DOT3-MIB", "lldpXdot3MIB", "lldpXdot3RemLinkAggPortId(2)")):
+        r = translate("-Tp", "-Pw", f"{module}::{name}", modules="LLDP-MIB:LLDP-EXT-DOT1-MIB:LLDP-EXT-DOT3-MIB")
+        assert r.returncode == 0 and r.stderr == "" and column in r.stdout, r.stderr
     # Added to net-snmp's default modules (not shipped by Debian): no complaint about ours.
     r = translate("-On", "LLDP-MIB::lldpRemSysName", modules="+LLDP-MIB")
     assert r.stdout.strip() == f".{LLDP_MIB}.1.4.1.1.9" and "LLDP-MIB" not in r.stderr
+    for module, names in EXTENSIONS.items():  # numbers written by hand
+        r = translate("-On", *(f"{module}::{n}" for n in names), modules=f"+{module}")
+        assert r.stdout.split() == [f".{LLDP_MIB}.{n}" for n in names.values()] and "LLDP" not in r.stderr
 
 
 def test_mib_identifiers_are_the_modules():

@@ -16,7 +16,9 @@ from test_lldpd import RouterLab as Lab, name_marks
 
 UNIT = "usr/lib/systemd/system/lldpmib-agentx.service"
 SNIPPET = "etc/snmp/snmpd.conf.d/lldpmib-agentx.conf"
-FILES = sorted(["usr/sbin/lldpmib-agentx", "usr/bin/lldpmib-walk", "usr/share/snmp/mibs/LLDP-MIB.txt", UNIT, SNIPPET,
+MIB_FILES = ("LLDP-MIB.txt", "LLDP-EXT-DOT1-MIB.txt", "LLDP-EXT-DOT3-MIB.txt")
+FILES = sorted(["usr/sbin/lldpmib-agentx", "usr/bin/lldpmib-walk", *(f"usr/share/snmp/mibs/{m}" for m in MIB_FILES),
+                UNIT, SNIPPET,
                 "usr/share/man/man8/lldpmib-agentx.8.gz", "usr/share/man/man1/lldpmib-walk.1.gz",
                 "usr/share/doc/lldpmib/changelog.gz", "usr/share/doc/lldpmib/copyright",
                 *(f"usr/lib/lldpmib/lib{name}.so" for name in ("lldpmib", "lldpmib_ext", "snmp_agent", "kel_list",
@@ -41,7 +43,7 @@ def test_package_is_lintian_clean_with_a_hardened_unit(deb, tmp_path):
     root = tmp_path / "root"
     run("dpkg-deb", "-x", deb, root, check=True)
     assert sorted(str(p.relative_to(root)) for p in root.rglob("*") if not p.is_dir()) == FILES
-    assert (root / "usr/share/snmp/mibs/LLDP-MIB.txt").read_bytes() == (MIBS / "LLDP-MIB.txt").read_bytes()
+    assert all((root / "usr/share/snmp/mibs" / m).read_bytes() == (MIBS / m).read_bytes() for m in MIB_FILES)
     depends = {d.split()[0] for d in run("dpkg-deb", "-f", deb, "Depends").stdout.strip().split(", ")}
     assert {"libsnmp40", "lldpd", "adduser"} <= depends, depends
     # The program is in the scratch root, not in /usr: point a copy of the unit there.
