@@ -116,10 +116,11 @@ done
 
 echo "run-agent: LLDP-MIB served on udp 127.0.0.1:$port (state in $dir); Ctrl-C stops it. Try:"
 echo "  snmpwalk -v2c -c public -On 127.0.0.1:$port 1.0.8802.1.1.2"
-# By name, with the MIB file of the repository (only that module: Debian ships
-# none of the IETF modules net-snmp would load besides).
-echo "  snmpwalk -v2c -c public -M +$repo/mibs -m LLDP-MIB 127.0.0.1:$port LLDP-MIB::lldpMIB"
+# By name, with the MIB files of the repository (only those modules: Debian
+# ships none of the IETF modules net-snmp would load besides).
+echo "  snmpwalk -v2c -c public -M +$repo/mibs -m LLDP-MIB:LLDP-EXT-DOT1-MIB:LLDP-EXT-DOT3-MIB 127.0.0.1:$port LLDP-MIB::lldpMIB"
 echo "  snmptable -v2c -c public -M +$repo/mibs -m LLDP-MIB 127.0.0.1:$port LLDP-MIB::lldpRemTable"
+echo "  snmptable -v2c -c public -M +$repo/mibs -m LLDP-MIB:LLDP-EXT-DOT1-MIB 127.0.0.1:$port LLDP-EXT-DOT1-MIB::lldpXdot1RemVlanNameTable"
 
 while kill -0 "$snmpd_pid" 2>/dev/null && kill -0 "$agent_pid" 2>/dev/null; do
   sleep 1 &
