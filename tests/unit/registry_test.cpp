@@ -109,20 +109,13 @@ std::vector<std::pair<const ObjectInfo*, std::string>> object_list(void* so, con
     return out;
 }
 
-// The module's identifier arrays, name table and object list agree with the
-// reference list and with each other.
+// The module's name table and object list agree with the reference list and
+// with the identifier arrays (whose numbers tests/e2e/test_mib.py checks
+// against the MIB file).
 TEST(Registry, IdentifiersNameTableAndObjectListMatchTheReferenceList) {
     ASSERT_NE(nullptr, module_library()) << dlerror();
-    size_t nodes = 0;
-    for (const auto& [d, o] : reference_list()) {
-        nodes += o.kind == "node";
-        if (o.kind == "node") continue;
-        // The identifier array exported under the object's name.
-        const auto* id = symbol<const uint32_t>("ID" + o.name);
-        ASSERT_NE(nullptr, id) << "ID" << o.name;
-        const mib_router::Oid want = *mib_router::parse_oid(d);
-        EXPECT_EQ(want, mib_router::Oid(id, id + want.size())) << "ID" << o.name;
-    }
+    const size_t nodes = std::count_if(reference_list().begin(), reference_list().end(),
+                                       [](const auto& r) { return r.second.kind == "node"; });
     ASSERT_GT(nodes, 20u);
 
     const auto* table = symbol<const snmp_oid_name>("lldpmib_oid_table");
