@@ -471,7 +471,6 @@ int lldp_client_get_enable(uint32_t* enabled) {
 
 int lldp_client_is_node_lldp_enabled(void) {
     // No status of its own: a failure reads as "not enabled".
-    if (PLATFORM_FAULT("lldp_client_is_node_lldp_enabled")) return 0;
     int status = 0;
     auto v = current_view(&status);
     return v && v->topo->node_enabled ? 1 : 0;
@@ -644,10 +643,6 @@ int lldp_client_iter_ne(const lldp_client_filter* filter, int a, int b, lldp_cli
 }
 
 int lldp_client_use_topology_file(const char* path, char* err, size_t err_size) {
-    if (int rc = PLATFORM_FAULT("lldp_client_use_topology_file")) {
-        write_error(err, err_size, std::string(path ? path : "(null)") + ": injected failure");
-        return rc;
-    }
     if (!path) {
         write_error(err, err_size, "no topology file given");
         return EINVAL;
@@ -665,10 +660,6 @@ int lldp_client_use_topology_file(const char* path, char* err, size_t err_size) 
 
 int lldp_client_use_topology_text(const char* json, const char* origin, char* err, size_t err_size) {
     std::string where = origin ? origin : "<text>";
-    if (int rc = PLATFORM_FAULT("lldp_client_use_topology_text")) {
-        write_error(err, err_size, where + ": injected failure");
-        return rc;
-    }
     if (!json) {
         write_error(err, err_size, where + ": no topology text given");
         return EINVAL;

@@ -635,10 +635,6 @@ extern "C" int lldp_client_use_lldpd(const char* ctl_socket, int time_marks, cha
         std::memcpy(err, m.data(), n);
         err[n] = 0;
     };
-    if (int rc = PLATFORM_FAULT("lldp_client_use_lldpd")) {
-        say("lldpd: injected failure");
-        return rc;
-    }
     if (time_marks != 0 && time_marks != 1) {
         say("time marks must be 0 or 1");
         return EINVAL;

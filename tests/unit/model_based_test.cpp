@@ -79,24 +79,5 @@ TEST_F(ModelBasedTest, ChangingDataAnswersAsTheReferenceOfTheLastSecond) {
     expect_sequences_answer_as_the_reference(topologies, base);
 }
 
-// 1,000 walks of each table in one process, the clock moving a second every
-// third walk: every answer right, and the copies within the records throughout.
-TEST_F(ModelBasedTest, ThousandWalksPerTableKeepCopiesWithinTheRecords) {
-    const RefTopology& ref = reference_of(read_example("default.json"));
-    for (const char* table : {"1.3.7.1", "1.3.8.1", "1.4.1.1", "1.4.2.1", "1.4.3.1", "1.4.4.1"}) {
-        const RefOid root = lldp(table);
-        auto first = ref.mib.lower_bound(root), last = first;
-        while (last != ref.mib.end() && mib_router::is_prefix(root, last->first)) ++last;
-        ModelCase walks;
-        for (int w = 0; w < 1000; ++w)
-            for (auto it = first;; ++it) {  // each binding, then the step out of the table
-                walks.push_back({ModelRequest::Walk, 0, w % 3 == 0 && it == first ? 1u : 0u, root});
-                if (it == last) break;
-            }
-        ModelOutcome o = run_case(walks, ref);
-        EXPECT_TRUE(o.ok) << mib_router::to_text(root) << ": " << o.message;
-    }
-}
-
 }  // namespace
 }  // namespace lldpmib_test

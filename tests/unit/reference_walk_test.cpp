@@ -42,7 +42,7 @@ TEST_P(ReferenceWalk, BindingsEqualTheReferenceFileWithAndWithoutEnkt) {
     ServedModule served(json);  // clears ENKT_ACTIVE
     EXPECT_EQ(want, walk_lines());
     setenv("ENKT_ACTIVE", "1", 1);
-    served.drain();
+    drain_snapshots();
     EXPECT_EQ(want, walk_lines()) << "with ENKT_ACTIVE";
     unsetenv("ENKT_ACTIVE");
 }
@@ -79,7 +79,7 @@ TEST_P(ReferenceTrace, TraceOfEachRequestEqualsTheReferenceFile) {
         const bool next = request.rfind("NEXT ", 0) == 0;
         auto name = mib_router::parse_oid(request.substr(next ? 5 : 4));
         ASSERT_TRUE(stop || name) << l;
-        if (marks == 1) served.drain();
+        if (marks == 1) drain_snapshots();
         if (marks == 3) advance_clock(1);
         platform_fault_reset();
         for (const Failure& f : failures) platform_fault_fail_nth(f.op.c_str(), f.nth, f.status);

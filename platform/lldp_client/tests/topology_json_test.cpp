@@ -6,7 +6,6 @@
 #include <atomic>
 #include <cstdio>
 #include <fstream>
-#include <functional>
 #include <string>
 #include <thread>
 
@@ -213,23 +212,6 @@ TEST_F(Backend, BadFileChangesNothing) {
     EXPECT_NE(0, lldp_client_use_topology_text("{", "inline", small, sizeof small));
     EXPECT_STREQ(small, "inline:");
     std::remove(path.c_str());
-}
-
-// Operations a walk never calls (the fault sweep covers those, the startup
-// test lldp_client_init): each counts its calls and, armed, fails.
-TEST_F(Backend, FaultInjectionReachesBackendSwitches) {
-    const std::pair<const char*, std::function<bool()>> ops[] = {
-        {"lldp_client_use_topology_text", [] { return lldp_client_use_topology_text("{}", "x", nullptr, 0) == 77; }},
-        {"lldp_client_use_topology_file", [] { return lldp_client_use_topology_file("/none", nullptr, 0) == 77; }},
-        {"lldp_client_use_lldpd",  // a refused switch keeps the topology being served
-         [] { return lldp_client_use_lldpd(nullptr, 0, nullptr, 0) == 77 && lldp_client_current_topology(nullptr); }},
-        {"lldp_client_is_node_lldp_enabled", [] { return lldp_client_is_node_lldp_enabled() == 0; }}};
-    for (const auto& [op, fails] : ops) {
-        platform_fault_reset();
-        platform_fault_fail_nth(op, 1, 77);
-        EXPECT_TRUE(fails()) << op;
-        EXPECT_EQ(platform_fault_calls(op), 1u) << op;
-    }
 }
 
 }  // namespace

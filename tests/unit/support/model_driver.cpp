@@ -81,29 +81,27 @@ uint64_t pick(rng_t& r, uint64_t n) { return n ? r() % n : 0; }
 bool chance(rng_t& r, unsigned percent) { return pick(r, 100) < percent; }
 
 // Client copies alive of neighbours, interfaces and local addresses.
+const char* const kCopied[3] = {"neighbor", "interface", "local_ma"};
 std::array<int64_t, 3> live_copies() {
-    static const char* const ops[3][2] = {{"lldp_client_copy_neighbor_td", "lldp_client_free_neighbor_td"},
-                                          {"lldp_client_copy_interface_td", "lldp_client_free_interface_td"},
-                                          {"lldp_client_copy_local_ma_td", "lldp_client_free_local_ma_td"}};
     std::array<int64_t, 3> out;
-    for (int k = 0; k < 3; ++k)
-        out[k] = static_cast<int64_t>(platform_fault_calls(ops[k][0]) - platform_fault_calls(ops[k][1]));
+    for (int k = 0; k < 3; ++k) {
+        const std::string copy = "lldp_client_copy_" + std::string(kCopied[k]) + "_td";
+        const std::string free = "lldp_client_free_" + std::string(kCopied[k]) + "_td";
+        out[k] = static_cast<int64_t>(platform_fault_calls(copy.c_str()) - platform_fault_calls(free.c_str()));
+    }
     return out;
 }
 
-// What the reference answers to one request, as a walker line.
+// What the reference, and the module, answer to one request, as a walker line or "none".
 std::string ref_answer(bool get, const RefOid& asked, const RefMib& mib) {
-    auto it = get ? mib.find(asked) : mib.upper_bound(asked);
-    return it != mib.end() ? ref_line(*it) : get ? "no binding" : "end of MIB";
+    return get ? ref_get(mib, asked) : ref_next_under(mib, asked, {});
 }
-
-// The module's answer to one request, as a walker line.
 std::string answer(bool get, const RefOid& asked, RefOid* got_name) {
     mib_router::Binding b;
     const bool found = get ? lldpmib_router().get(asked, &b) == mib_router::GetResult::Found
                            : lldpmib_router().next(asked, &b);
     *got_name = found ? b.name : RefOid{};
-    return found ? mib_router::format(b) : get ? "no binding" : "end of MIB";
+    return found ? mib_router::format(b) : "none";
 }
 
 }  // namespace
@@ -154,13 +152,9 @@ std::string ref_next_under(const RefMib& mib, const RefOid& name, const RefOid& 
 }
 
 const std::vector<RefOid>& walk_roots() {
-    static const std::vector<RefOid> roots = [] {
-        std::vector<RefOid> v;
-        for (const char* root : {"", "", "1.3", "1.3.7.1", "1.3.8.1", "1.4.1.1", "1.4.1.1", "1.4.2.1", "1.4.3.1",
-                                 "1.4.4.1", "1.4.1.1.9", "1.4.2.1.4"})
-            v.push_back(lldp(root));
-        return v;
-    }();
+    static const std::vector<RefOid> roots{lldp(""),        lldp(""),        lldp("1.3"),     lldp("1.3.7.1"),
+                                           lldp("1.3.8.1"), lldp("1.4.1.1"), lldp("1.4.1.1"), lldp("1.4.2.1"),
+                                           lldp("1.4.3.1"), lldp("1.4.4.1"), lldp("1.4.1.1.9"), lldp("1.4.2.1.4")};
     return roots;
 }
 
@@ -212,33 +206,35 @@ static std::string request_text(const ModelRequest& q) {
            std::to_string(q.clock_step) + "s " + kinds[q.kind] + mib_router::to_text(q.name);
 }
 
-ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<std::string>* transcript) {
-    ModelOutcome out;
+bool serve_topology(const RefTopology& ref, std::string* error) {
     unsetenv("ENKT_ACTIVE");
-    advance_clock(1000);  // whatever an earlier case left is stale
     platform_set_identity(ref.router_type, ref.node_id);
     char err[512] = "";
-    if (lldp_client_use_topology_text(ref.json.c_str(), "model", err, sizeof err) != 0) {
-        out.ok = false;
-        out.message = std::string("topology refused: ") + err;
-        return out;
-    }
+    const bool ok = lldp_client_use_topology_text(ref.json.c_str(), "model", err, sizeof err) == 0;
+    *error = err;
+    return ok;
+}
+
+ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<std::string>* transcript) {
+    ModelOutcome out;
+    advance_clock(1000);  // whatever an earlier case left is stale
+    std::string err;
+    if (!serve_topology(ref, &err)) return {false, 0, "topology refused: " + err, {}};
     start_served();
     const std::array<int64_t, 3> base = live_copies();
-    // Changing data: every version, the last clock second each was served in.
+    // Changing data: every version, the last clock second each was served in;
+    // the most copies of each kind any version allows.
     std::vector<const RefTopology*> data{&ref};
+    int64_t most[3] = {0, 0, 0};
     for (const RefTopology& v : ref.later) data.push_back(&v);
+    for (const RefTopology* v : data) {
+        const size_t n[3] = {4 * v->neighbors, v->ports, v->local_records};
+        for (int k = 0; k < 3; ++k) most[k] = std::max(most[k], static_cast<int64_t>(n[k]));
+    }
     std::vector<time_t> served_until(data.size(), 0);
     uint32_t current = 0;
     lldp_client_generation generation;
     const bool client_tells = lldp_client_get_generation(&generation) == 0;
-    int64_t most[3] = {0, 0, 0};
-    for (const RefTopology* v : data) {
-        most[0] = std::max(most[0], static_cast<int64_t>(4 * v->neighbors));
-        most[1] = std::max(most[1], static_cast<int64_t>(v->ports));
-        most[2] = std::max(most[2], static_cast<int64_t>(v->local_records));
-    }
-    const char* what[3] = {"neighbour", "interface", "local address"};
 
     std::vector<RefOid> cursor(8), cursor_root(8);  // each manager's walk
     for (size_t i = 0; i < c.size() && out.ok; ++i) {
@@ -246,8 +242,7 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
         time_t now = advance_clock(q.clock_step);
         if (q.data != current && q.data < data.size()) {
             served_until[current] = now;
-            if (lldp_client_use_topology_text(data[q.data]->json.c_str(), "model", err, sizeof err) != 0)
-                throw std::runtime_error(std::string("version refused: ") + err);
+            if (!serve_topology(*data[q.data], &err)) throw std::runtime_error("version refused: " + err);
             current = q.data;
             if (!client_tells) now = advance_clock(1);
         }
@@ -280,7 +275,7 @@ ModelOutcome run_case(const ModelCase& c, const RefTopology& ref, std::vector<st
         const std::array<int64_t, 3> live = live_copies();
         for (int k = 0; k < 3 && out.ok; ++k)
             if (live[k] - base[k] > most[k])
-                fail(std::to_string(live[k] - base[k]) + " " + what[k] + " copies live, at most " +
+                fail(std::to_string(live[k] - base[k]) + " " + kCopied[k] + " copies live, at most " +
                      std::to_string(most[k]));
         if (transcript) transcript->push_back(line);
     }

@@ -102,6 +102,9 @@ std::vector<ModelRequest> random_requests(const RefTopology& ref, std::mt19937_6
 // The subtrees walks go over.
 const std::vector<RefOid>& walk_roots();
 
+// Serves ref's topology text with the platform identity it names; false and
+// the client's message when the client refuses it.
+bool serve_topology(const RefTopology& ref, std::string* error);
 // Runs a case on the module; transcript (when given) gets one readable line
 // per request run.
 ModelOutcome run_case(const ModelCase& c, const RefTopology& ref,

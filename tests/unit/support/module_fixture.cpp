@@ -36,11 +36,9 @@ bool module_lock_free() {
 }
 
 const RefTopology& use_topology(const std::string& json) {
-    unsetenv("ENKT_ACTIVE");
     const RefTopology& ref = reference_of(json);
-    platform_set_identity(ref.router_type, ref.node_id);
-    char msg[512] = "";
-    EXPECT_EQ(0, lldp_client_use_topology_text(json.c_str(), "test", msg, sizeof msg)) << msg;
+    std::string error;
+    EXPECT_TRUE(serve_topology(ref, &error)) << error;
     return ref;
 }
 

@@ -34,7 +34,6 @@ public:
     // snapshots drained (every one stale, then a missing GET per table).
     explicit ServedModule(const std::string& json);
     ~ServedModule();
-    void drain() { drain_snapshots(); }
 };
 
 // Base of tests that start the module themselves: fault counters and trace
