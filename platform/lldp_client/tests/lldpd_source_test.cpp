@@ -1,7 +1,7 @@
 // The lldpd backend without a daemon: the mappings of lldpd's values that no
 // neighbour shows (local IDs, capability bits past lldpcli's names, time
-// marks, remote index collisions) or that no table serves yet (802.1 and
-// 802.3 data), and a daemon that never answers.  Real and hand-made
+// marks, remote index collisions) or that the e2e tests do not compare
+// (802.1 and 802.3 data), and a daemon that never answers.  Real and hand-made
 // neighbours, management addresses and organisationally defined TLVs, a
 // daemon going away and coming back: tests/e2e/test_lldpd*.py.
 #include <gtest/gtest.h>
