@@ -171,6 +171,35 @@ std::vector<uint32_t> remote_index_map::assign(const std::vector<seen>& neighbou
     return out;
 }
 
+org_ext map_org_ext(const org_ext_values& v, bool local) {
+    auto in = [](long x, long lo, long hi) { return x >= lo && x <= hi; };
+    org_ext x;
+    if (in(v.pvid, 1, 4094)) x.port_vlan_id = uint16_t(v.pvid);
+    x.port_vlan_tx = x.port_vlan_id.has_value();
+    for (const auto& [id, status] : v.ppvids)
+        if (in(id, 0, 4094))
+            x.ppvids.push_back({uint16_t(id), status > 0 && (status & LLDP_PPVID_CAP_SUPPORTED),
+                                status > 0 && (status & LLDP_PPVID_CAP_ENABLED), true});
+    for (const auto& [id, name] : v.vlans)
+        if (in(id, 1, 4094)) x.vlan_names.push_back({uint16_t(id), name.substr(0, 255), true});
+    for (const auto& id : v.protocols)
+        if (in(long(id.size()), 1, 255)) x.protocols.push_back({id, true});
+    if (v.autoneg_support > 0 || v.autoneg_enabled > 0 || v.autoneg_advertised > 0 || v.mau_type > 0)
+        x.mac_phy = dot3_mac_phy{v.autoneg_support > 0, v.autoneg_enabled > 0,
+                                 uint16_t(std::max(v.autoneg_advertised, 0L) & 0xffff),
+                                 uint32_t(std::clamp(v.mau_type, 0L, 2147483647L))};
+    if (v.power_device_type == LLDP_DOT3_POWER_PSE || v.power_device_type == LLDP_DOT3_POWER_PD)
+        x.power = dot3_power{uint8_t(v.power_device_type), v.power_supported > 0, v.power_enabled > 0,
+                             v.power_pair_control > 0, uint8_t(std::clamp(v.power_pairs, 0L, 255L)),
+                             uint8_t(std::clamp(v.power_class, 0L, 255L))};
+    bool aggregated = in(v.aggregid, 1, 2147483647);
+    if (aggregated || local) x.link_agg = dot3_link_agg{true, aggregated, aggregated ? uint32_t(v.aggregid) : 0};
+    if (in(v.mfs, 1, 65535)) x.max_frame_size = uint16_t(v.mfs);
+    x.dot3_tlvs_tx = LLDP_DOT3_TX_MAC_PHY | LLDP_DOT3_TX_LINK_AGG | (x.power ? LLDP_DOT3_TX_POWER : 0) |
+                     (x.max_frame_size ? LLDP_DOT3_TX_MAX_FRAME_SIZE : 0);
+    return x;
+}
+
 std::string default_ctl_socket() {
     const char* t = lldpctl_get_default_transport();
     return t ? t : "/run/lldpd.socket";
@@ -234,6 +263,38 @@ std::vector<address> management_addresses(lldpctl_atom_t* chassis) {
             out.push_back(a);
     });
     return out;
+}
+
+// A local port's or a neighbour's 802.1 and 802.3 data (the same keys on both).
+org_ext read_org_ext(lldpctl_atom_t* p, bool local) {
+    auto get = [](lldpctl_atom_t* a, lldpctl_key_t key) { return lldpctl_atom_get_int(a, key); };
+    org_ext_values v;
+    v.pvid = get(p, lldpctl_k_port_vlan_pvid);
+    v.mfs = get(p, lldpctl_k_port_dot3_mfs);
+    v.aggregid = get(p, lldpctl_k_port_dot3_aggregid);
+    v.autoneg_support = get(p, lldpctl_k_port_dot3_autoneg_support);
+    v.autoneg_enabled = get(p, lldpctl_k_port_dot3_autoneg_enabled);
+    v.autoneg_advertised = get(p, lldpctl_k_port_dot3_autoneg_advertised);
+    v.mau_type = get(p, lldpctl_k_port_dot3_mautype);
+    if (atom_ref power{lldpctl_atom_get(p, lldpctl_k_port_dot3_power)}) {
+        v.power_device_type = get(power.get(), lldpctl_k_dot3_power_devicetype);
+        v.power_supported = get(power.get(), lldpctl_k_dot3_power_supported);
+        v.power_enabled = get(power.get(), lldpctl_k_dot3_power_enabled);
+        v.power_pair_control = get(power.get(), lldpctl_k_dot3_power_paircontrol);
+        v.power_pairs = get(power.get(), lldpctl_k_dot3_power_pairs);
+        v.power_class = get(power.get(), lldpctl_k_dot3_power_class);
+    }
+    atom_ref vlans(lldpctl_atom_get(p, lldpctl_k_port_vlans));
+    for_each(vlans.get(), [&](lldpctl_atom_t* e) {
+        v.vlans.push_back({get(e, lldpctl_k_vlan_id), get_text(e, lldpctl_k_vlan_name)});
+    });
+    atom_ref ppvids(lldpctl_atom_get(p, lldpctl_k_port_ppvids));
+    for_each(ppvids.get(), [&](lldpctl_atom_t* e) {
+        v.ppvids.push_back({get(e, lldpctl_k_ppvid_id), get(e, lldpctl_k_ppvid_status)});
+    });
+    atom_ref pis(lldpctl_atom_get(p, lldpctl_k_port_pis));
+    for_each(pis.get(), [&](lldpctl_atom_t* e) { v.protocols.push_back(get_bytes(e, lldpctl_k_pi_id)); });
+    return map_org_ext(v, local);
 }
 
 struct fetch_error {
@@ -541,6 +602,7 @@ private:
         c.ageouts = counter(lldpctl_atom_get_int(p, lldpctl_k_ageout_cnt));
         c.inserts = counter(lldpctl_atom_get_int(p, lldpctl_k_insert_cnt));
         c.deletes = counter(lldpctl_atom_get_int(p, lldpctl_k_delete_cnt));
+        lp.ext = read_org_ext(p, true);
 
         atom_ref neighbours(lldpctl_atom_get(p, lldpctl_k_port_neighbors));
         for_each(neighbours.get(), [&](lldpctl_atom_t* n) {
@@ -587,6 +649,7 @@ private:
             r.org_def_tlvs.push_back(std::move(o));
         });
         number_org_def_tlvs(r.org_def_tlvs);
+        r.ext = read_org_ext(n, false);
         return r;
     }
 

@@ -89,6 +89,29 @@ uint64_t counter(long lldpd_value);
 // origin, saturated at 2^32-1.
 uint32_t last_change_time(int64_t newest_change, int64_t gone_at, int64_t origin);
 
+// A port's 802.1 and 802.3 data as liblldpctl reports it (lldpctl_atom_get_int
+// values, negative for errors; lists as they come), the same keys on a local
+// port and a neighbour.
+struct org_ext_values {
+    long pvid = 0, mfs = 0, aggregid = 0;
+    long autoneg_support = 0, autoneg_enabled = 0, autoneg_advertised = 0, mau_type = 0;
+    long power_device_type = 0, power_supported = 0, power_enabled = 0, power_pair_control = 0,
+         power_pairs = 0, power_class = 0;
+    std::vector<std::pair<long, std::string>> vlans;  // id, name
+    std::vector<std::pair<long, long>> ppvids;        // id, status (LLDP_PPVID_CAP_*)
+    std::vector<std::vector<uint8_t>> protocols;      // identities
+};
+
+// As the model holds it.  lldpd 1.0.16 keeps zeros for a TLV not received and
+// nothing of the aggregation status, so: PVID 0, frame size 0, power device
+// type 0, MAC/PHY all zero, aggregated port 0 read as no TLV; an aggregated
+// port id reads as capable and aggregated.  local: what lldpd sends on its
+// own port, measured on 1.0.16: MAC/PHY and link aggregation always (status
+// capable, and aggregated with the port id when it has one), power when
+// configured, the frame size never (it has none to send); every 802.1
+// element it lists (not measured: these kernels make no VLAN interfaces).
+lldp_model::org_ext map_org_ext(const org_ext_values& v, bool local);
+
 // Remote indexes.  lldpd's chassis index (lldpcli's "rid") is used where it
 // is unique on the port; a neighbour that shares it with an earlier one on the
 // same port gets a number of its own from 1000000000 up, kept for as long as
