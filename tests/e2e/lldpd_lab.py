@@ -89,7 +89,7 @@ class Lab:
 
     def view(self):
         """lldpcli's views that the reference reads."""
-        return {"chassis": self.show("chassis"), "interfaces": self.show("interfaces"),
+        return {"chassis": self.show("chassis"), "interfaces": self.show("interfaces", "details"),
                 "neighbors": self.show("neighbors", "details"), "configuration": self.show("configuration")}
 
     def statistics(self):

@@ -1,12 +1,14 @@
 """What the agent must serve on lldpd, computed straight from lldpd's own view
-(`lldpcli -f json0 show chassis | interfaces | neighbors details |
+(`lldpcli -f json0 show chassis | interfaces details | neighbors details |
 configuration`) by the MIB's rules: {name tuple: 'TYPE value'}.  The counters
 of lldpStatistics keep moving and are checked apart, against `show statistics`.
 
 Time marks are 0: neighbours already known when an agent starts have none."""
 import ipaddress
+import pathlib
+import re
 
-from reference import MIB, caps, port_list, typed
+from reference import DOT3, MIB, caps, org_ext, port_list, typed
 
 # lldpcli's ID types and their subtype numbers.
 CHASSIS_SUBTYPES = {"ifalias": 2, "mac": 4, "ip": 5, "ifname": 6, "local": 7}
@@ -58,6 +60,78 @@ def addresses(chassis):
     return out
 
 
+# lldpcli's names of the auto-negotiation capabilities: (half duplex bit, full duplex bit)
+# of the PMD advertised capability field (LLDP_DOT3_LINK_AUTONEG_* in lldp-const.h).
+ADVERTISED = {"10Base-T": (0x4000, 0x2000), "100Base-T4": (0x1000, 0x1000), "100Base-TX": (0x0800, 0x0400),
+              "100Base-T2": (0x0200, 0x0100), "1000Base-X": (0x0008, 0x0004), "1000Base-T": (0x0002, 0x0001)}
+# MAU types by name, from liblldpctl's header (lldpcli prints "<name> - <description>").
+MAU_TYPES = {m[1].lower(): int(m[2]) for m in re.finditer(r"#define LLDP_DOT3_MAU_(\w+) (\d+)",
+                                                            pathlib.Path("/usr/include/lldp-const.h").read_text())}
+UNKNOWN = "OCTETS ?"  # a column lldpcli does not show: not compared
+
+
+def dot1_dot3(i, local):
+    """An interface of lldpcli's view (json0) as the topology file's dot1 and dot3
+    sections, the reference's input; advertised capabilities None when lldpcli
+    does not list them (it lists them only with auto-negotiation enabled, and
+    never 'other' or the pause bits). Local ports: lldpd sends link aggregation
+    (capable, not aggregated), MAC/PHY and, configured, power; no frame size."""
+    p = i["port"][0]
+    vlans = i.get("vlan", [])
+    dot1 = {"port_vlan_tx": any(v["pvid"] for v in vlans),
+            "vlan_names": [{"vid": int(v["vlan-id"]), "name": v["value"]} for v in vlans if "value" in v],
+            "ppvids": [{"vid": int(v.get("value", 0)), "supported": v["supported"], "enabled": v["enabled"]}
+                       for v in i.get("ppvid", [])],
+            "protocols": [{"id": {"hex": v["value"]}} for v in i.get("pi", [])]}
+    dot1.update({"port_vlan_id": int(v["vlan-id"]) for v in vlans if v["pvid"]})
+    dot3 = {}
+    if "auto-negotiation" in p:
+        a = p["auto-negotiation"][0]
+        advertised = None if "advertised" not in a else sum(
+            bit for c in a["advertised"] for bit, on in zip(ADVERTISED[c["type"]], (c.get("hd", True), c.get("fd", False)))
+            if on)
+        mau = a.get("current", [{}])[0].get("value", "").split(" - ")[0].lower()
+        dot3["mac_phy"] = {"autoneg_supported": a["supported"], "autoneg_enabled": a["enabled"],
+                           "advertised": advertised, "mau_type": MAU_TYPES.get(mau, 0)}
+    if "power" in p:
+        w = p["power"][0]
+        dot3["power"] = {"port_class": {"PSE": 1, "PD": 2}[value(w, "device-type")], "mdi_supported": w["supported"],
+                         "mdi_enabled": w["enabled"], "pair_control": w["paircontrol"],
+                         "pairs": {"signal": 1, "spare": 2}[value(w, "pairs")],
+                         "class": int(value(w, "class").split()[1]) + 1}
+    if "aggregation" in p:
+        dot3["link_agg"] = {"capable": True, "enabled": True, "port_id": int(value(p, "aggregation"))}
+    elif local:
+        dot3["link_agg"] = {"capable": True}
+    if "mfs" in p:
+        dot3["max_frame_size"] = int(value(p, "mfs"))
+    if local:
+        dot3["tlvs_tx"] = 1 | 4 | (2 if "power" in dot3 else 0) | (8 if "max_frame_size" in dot3 else 0)
+    return {"dot1": dot1, "dot3": dot3}
+
+
+def extension_rows(interface, key, put, local):
+    """The 802.1/802.3 tables' rows of one interface; an advertised capability
+    lldpcli does not show is UNKNOWN."""
+    ext = dot1_dot3(interface, local)
+    mac_phy = ext["dot3"].get("mac_phy", {})
+    shown = mac_phy.get("advertised") is not None
+    if not shown and mac_phy:
+        mac_phy["advertised"] = 0
+    org_ext(ext, key, put, local)
+    if not shown and mac_phy:
+        put.unknown(MIB + DOT3 + (2 if local else 3, 1, 1, 3) + tuple(key))
+
+
+def comparable(walked, ref):
+    """The walk's lines, a value the reference does not know replaced as it is there."""
+    out = []
+    for line in walked:
+        oid, _ = line.split(" ", 1)
+        out.append(f"{oid} {UNKNOWN}" if ref.get(tuple(map(int, oid.split(".")))) == UNKNOWN else line)
+    return out
+
+
 def reference(view, ifindex, unhandled=None, notify=False, interval=30):
     """view: {"chassis", "interfaces", "neighbors", "configuration"} as lldpcli
     prints them (json0); ifindex: {interface name: index}, lldpLocPortNum;
@@ -67,6 +141,7 @@ def reference(view, ifindex, unhandled=None, notify=False, interval=30):
 
     def put(column, instance, kind, v):
         ref.setdefault(MIB + column + tuple(instance), typed(kind, v))
+    put.unknown = lambda name: ref.__setitem__(name, UNKNOWN)
 
     conf = view["configuration"]["configuration"][0]["config"][0]
     for scalar, v in enumerate((int(value(conf, "tx-delay")), int(value(conf, "tx-hold")), 2, 2, interval), 1):
@@ -101,6 +176,7 @@ def reference(view, ifindex, unhandled=None, notify=False, interval=30):
         put((1, 1, 6, 1, 2), num, "INTEGER", status)
         put((1, 1, 6, 1, 3), num, "INTEGER", 1 if notify else 2)
         put((1, 1, 6, 1, 4), num, "OCTETS", bytes([tlvs]))
+        extension_rows(p, num, put, local=True)
 
     own, used = FIRST_OWN_INDEX, set()
     for n in view["neighbors"]["lldp"][0].get("interface", []):
@@ -121,6 +197,7 @@ def reference(view, ifindex, unhandled=None, notify=False, interval=30):
             put((1, 4, 2, 1, 3), key + inst, "INTEGER", 2)
             put((1, 4, 2, 1, 4), key + inst, "INTEGER", if_id)
             put((1, 4, 2, 1, 5), key + inst, "OID", "0.0")
+        extension_rows(n, key, put, local=False)
         seen = {}
         for t in n.get("unknown-tlvs", [{}])[0].get("unknown-tlv", []):
             oui, subtype = bytes.fromhex(t["oui"].replace(",", "")), int(t["subtype"])
