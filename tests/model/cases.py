@@ -106,7 +106,7 @@ def topology(r):
             if local and r.random() < 0.3:
                 d1["port_vlan_tx"] = flag()
             for key, make in (("ppvids", lambda: {"vid": vid(0), "supported": flag(), "enabled": flag(), **tx()}),
-                              ("vlan_names", lambda: {"vid": vid(1), "name": text(0, 40), **tx()}),
+                              ("vlan_names", lambda: {"vid": vid(1), "name": text(*r.choice([(0, 40), (32, 33)])), **tx()}),
                               ("protocols", lambda: {"id": field(raw(1, 8)), **tx()})):
                 if r.random() < 0.5:
                     d1[key] = [make() for _ in range(r.randrange(4))]
