@@ -3,12 +3,12 @@
 #pragma once
 #include <stdint.h>
 
-#include <optional>
+#include <map>
 #include <vector>
 
 #include "lldp_client.h"
 #include "lldpmib_ext.h"
-#include "lldpmib_ext_org.h"
+#include "lldpmib_ext_rows.h"
 
 // ---- Settings (lldpmib_ext_settings.cpp) ----
 int32_t lldpmib_ext_notification_interval(void);
@@ -28,8 +28,8 @@ struct lldpmib_ext_man_addr {
 };
 
 // What the client gave at one moment.  Each part is present only when its
-// fetch succeeded; the 802.1/802.3 tables' rows are fetched when first asked
-// for (lldpmib_ext_org_rows).
+// fetch succeeded; a set of tables' rows is built when first asked for
+// (lldpmib_rows::built).
 struct lldpmib_ext_data {
     bool has_config = false;
     lldp_client_config config{};
@@ -39,12 +39,9 @@ struct lldpmib_ext_data {
     lldp_client_remote_stats remote{};
     bool has_man_addrs = false;
     std::vector<lldpmib_ext_man_addr> man_addrs;  // in instance order
-    // Filled under the snapshot's lock by lldpmib_ext_org_rows.
-    mutable std::optional<lldpmib_org::rows_by_table> org;
+    // Filled under the snapshot's lock by lldpmib_rows::built.
+    mutable std::map<const lldpmib_rows::table_set*, lldpmib_rows::tables> rows;
 };
-
-// The 802.1/802.3 tables' rows of this snapshot, fetched on first use.
-const lldpmib_org::rows_by_table& lldpmib_ext_org_rows(const lldpmib_ext_data& d);
 
 // Runs use(data) under the library's mutex on the snapshot, refetched first
 // when it was fetched more than about a second ago.  Null when LLDP is not

@@ -2,11 +2,19 @@
 // its rows from one port's or neighbour's record.  Local tables whose entry
 // extends lldpPortConfigEntry or lldpXdot1LocTable's port have a row for
 // every port; the others a row per element the port or neighbour advertises.
-#include "lldpmib_ext_org.h"
+#include "lldpmib_ext_rows.h"
 
-namespace lldpmib_org {
+namespace lldpmib_rows {
 
 namespace {
+
+// A table of the set: whether it describes neighbours (rows start with time
+// mark, local port, remote index) or local ports (the port), and the rows
+// one record gives, each instance starting with key.
+struct org_table {
+    bool remote;
+    void (*rows)(const lldp_org_ext& r, const std::vector<uint32_t>& key, std::vector<row>& out);
+};
 
 const value kIndex{};  // a not-accessible index column's slot
 // LLDP-EXT-DOT1-MIB serves a VLAN name of at most 32 octets.
@@ -91,7 +99,7 @@ void max_frame_size(const lldp_org_ext& r, const std::vector<uint32_t>& key, std
 }
 
 // clang-format off
-const table kDot1ConfigPortVlan{false, port_vlan_tx}, kDot1ConfigVlanName{false, vlan_name_tx},
+const org_table kDot1ConfigPortVlan{false, port_vlan_tx}, kDot1ConfigVlanName{false, vlan_name_tx},
     kDot1ConfigProtoVlan{false, ppvid_tx}, kDot1ConfigProtocol{false, protocol_tx},
     kDot1Loc{false, port_vlan}, kDot1LocProtoVlan{false, ppvids}, kDot1LocVlanName{false, vlan_names},
     kDot1LocProtocol{false, protocols},
@@ -104,15 +112,39 @@ const table kDot1ConfigPortVlan{false, port_vlan_tx}, kDot1ConfigVlanName{false,
     kDot3RemMaxFrameSize{true, max_frame_size};
 // clang-format on
 
-}  // namespace
-
 // The order of the tables' numbers in lldpmib_ext_registry.cpp.
-const table* const all_tables[] = {
+const org_table* const kTables[] = {
     &kDot1ConfigPortVlan, &kDot1ConfigVlanName, &kDot1ConfigProtoVlan, &kDot1ConfigProtocol,
     &kDot1Loc, &kDot1LocProtoVlan, &kDot1LocVlanName, &kDot1LocProtocol,
     &kDot1Rem, &kDot1RemProtoVlan, &kDot1RemVlanName, &kDot1RemProtocol,
     &kDot3PortConfig, &kDot3LocPort, &kDot3LocPower, &kDot3LocLinkAgg, &kDot3LocMaxFrameSize,
     &kDot3RemPort, &kDot3RemPower, &kDot3RemLinkAgg, &kDot3RemMaxFrameSize};
-const int table_count = sizeof all_tables / sizeof all_tables[0];
+const int kCount = sizeof kTables / sizeof kTables[0];
 
-}  // namespace lldpmib_org
+struct fetch_context {
+    tables* out;
+    bool remote;
+};
+
+int add_record(void* record, void* context, void*) {
+    const auto& r = *static_cast<const lldp_org_ext*>(record);
+    const auto* c = static_cast<fetch_context*>(context);
+    const std::vector<uint32_t> key = c->remote ? std::vector<uint32_t>{r.time_mark, r.port_num, r.rem_index}
+                                                : std::vector<uint32_t>{r.port_num};
+    for (int t = 0; t < kCount; ++t)
+        if (kTables[t]->remote == c->remote) kTables[t]->rows(r, key, (*c->out)[t]);
+    return 0;
+}
+
+// One pass over the client's local ports and one over its neighbours.
+bool build(const lldpmib_ext_data&, tables& out) {
+    fetch_context local{&out, false}, remote{&out, true};
+    return lldp_client_iter_local_org_ext(add_record, &local) == 0 &&
+           lldp_client_iter_remote_org_ext(add_record, &remote) == 0;
+}
+
+}  // namespace
+
+const table_set org_tables{kCount, build};
+
+}  // namespace lldpmib_rows

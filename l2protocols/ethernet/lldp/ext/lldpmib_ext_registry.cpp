@@ -1,6 +1,6 @@
 // The extension library's served objects and its start and stop.
 #include "lldpmib_ext_internal.h"
-#include "lldpmib_ext_org.h"
+#include "lldpmib_ext_rows.h"
 #include "lldpmib_frame.h"
 #include "platform_sys.h"
 
@@ -77,11 +77,9 @@ DOT3(kXdot3RemMaxFrameSize, 3, 4, 1, 1);
 #undef DOT3
 // clang-format on
 
-// The method routine of the extension table numbered T in lldpmib_org::all_tables.
+// The method routine of table T of the 802.1/802.3 set.
 template <int T>
-VarBind* org_table_get(OID* incoming, ObjectInfo* object, int searchType, void*, int) {
-    return lldpmib_org::table_get(T, incoming, object, searchType);
-}
+constexpr GetMethod org_table_get = lldpmib_rows::get<lldpmib_rows::org_tables, T>;
 
 }  // namespace
 

@@ -101,11 +101,6 @@ const lldpmib_ext_data* lldpmib_ext_data_lock(void) {
     return &data;
 }
 
-const lldpmib_org::rows_by_table& lldpmib_ext_org_rows(const lldpmib_ext_data& d) {
-    if (!d.org) d.org = lldpmib_org::fetch_rows();
-    return *d.org;
-}
-
 void lldpmib_ext_data_unlock(void) { pthread_mutex_unlock(&data_mutex); }
 
 void lldpmib_ext_data_drop(void) {
