@@ -171,7 +171,7 @@ int main(int argc, char** argv) {
     host.router = std::make_unique<mib_router::Router>(lldpmib_host::object_lists());
 
     if (!lldpmib_host::register_lldp_mib(host.router.get(), &host)) {
-        std::fprintf(stderr, "%s: cannot register 1.0.8802.1.1.2\n", kAppName);
+        std::fprintf(stderr, "%s: cannot register 1.0.8802.1.1.2 and 1.3.111.2.802.1.1.13\n", kAppName);
         lldpmib_host::stop_libraries(&host);
         return 1;
     }
@@ -187,7 +187,7 @@ int main(int argc, char** argv) {
     sigaction(SIGINT, &sa, nullptr);
     signal(SIGPIPE, SIG_IGN);
 
-    snmp_log(LOG_INFO, "%s: serving 1.0.8802.1.1.2 (%zu objects)\n", kAppName,
+    snmp_log(LOG_INFO, "%s: serving 1.0.8802.1.1.2 and 1.3.111.2.802.1.1.13 (%zu objects)\n", kAppName,
              host.router->object_count());
     while (!stop_requested) agent_check_and_process(1);
 

@@ -6,6 +6,7 @@
 
 #include <stdint.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "mib_router.h"
@@ -14,12 +15,14 @@ namespace lldpmib_host {
 
 namespace {
 
+// The subtrees served: lldpMIB and lldpV2MIB.
 const oid kLldpMib[] = {1, 0, 8802, 1, 1, 2};
+const oid kLldpV2Mib[] = {1, 3, 111, 2, 802, 1, 1, 13};
 
 struct Served {
     const mib_router::Router* router = nullptr;
     void* context = nullptr;
-    netsnmp_handler_registration* registration = nullptr;
+    std::vector<netsnmp_handler_registration*> registrations;
 } served;
 
 mib_router::Oid to_router_oid(const oid* name, size_t len, bool* ok) {
@@ -65,7 +68,7 @@ bool set_value(netsnmp_variable_list* var, const mib_router::Binding& b) {
     return false;
 }
 
-int lldpmib_handler(netsnmp_mib_handler*, netsnmp_handler_registration*,
+int lldpmib_handler(netsnmp_mib_handler*, netsnmp_handler_registration* reginfo,
                     netsnmp_agent_request_info* reqinfo, netsnmp_request_info* requests) {
     const mib_router::Router& router = *served.router;
     for (netsnmp_request_info* req = requests; req; req = req->next) {
@@ -86,9 +89,12 @@ int lldpmib_handler(netsnmp_mib_handler*, netsnmp_handler_registration*,
             break;
         }
         case MODE_GETNEXT: {
-            // Nothing after the name inside lldpMIB: the varbind stays as it
-            // was and the master moves on past our registration.
-            if (!ok || !router.next(name, &b, served.context)) break;
+            // Nothing after the name inside this registration's subtree: the
+            // varbind stays as it was and the master moves on past it.
+            if (!ok || !router.next(name, &b, served.context) ||
+                b.name.size() < reginfo->rootoid_len ||
+                !std::equal(reginfo->rootoid, reginfo->rootoid + reginfo->rootoid_len, b.name.begin()))
+                break;
             std::vector<oid> out(b.name.begin(), b.name.end());
             snmp_set_var_objid(var, out.data(), out.size());
             if (!set_value(var, b)) netsnmp_set_request_error(reqinfo, req, SNMP_ERR_GENERR);
@@ -108,16 +114,26 @@ int lldpmib_handler(netsnmp_mib_handler*, netsnmp_handler_registration*,
 bool register_lldp_mib(const mib_router::Router* router, void* context) {
     served.router = router;
     served.context = context;
-    netsnmp_handler_registration* reg = netsnmp_create_handler_registration(
-        "lldpMIB", lldpmib_handler, kLldpMib, OID_LENGTH(kLldpMib), HANDLER_CAN_RONLY);
-    if (!reg || netsnmp_register_handler(reg) != MIB_REGISTERED_OK) return false;
-    served.registration = reg;
+    const struct {
+        const char* name;
+        const oid* root;
+        size_t length;
+    } subtrees[] = {{"lldpMIB", kLldpMib, OID_LENGTH(kLldpMib)}, {"lldpV2MIB", kLldpV2Mib, OID_LENGTH(kLldpV2Mib)}};
+    for (const auto& t : subtrees) {
+        netsnmp_handler_registration* reg =
+            netsnmp_create_handler_registration(t.name, lldpmib_handler, t.root, t.length, HANDLER_CAN_RONLY);
+        if (!reg || netsnmp_register_handler(reg) != MIB_REGISTERED_OK) {
+            unregister_lldp_mib();
+            return false;
+        }
+        served.registrations.push_back(reg);
+    }
     return true;
 }
 
 void unregister_lldp_mib() {
-    if (served.registration) netsnmp_unregister_handler(served.registration);
-    served.registration = nullptr;
+    for (netsnmp_handler_registration* reg : served.registrations) netsnmp_unregister_handler(reg);
+    served.registrations.clear();
 }
 
 }  // namespace lldpmib_host

@@ -19,6 +19,7 @@ WALKER = BUILD / "tools" / "lldpmib-walk"
 EXAMPLES = REPO / "examples"
 MIBS = REPO / "mibs"
 LLDP_MIB = "1.0.8802.1.1.2"
+LLDP_V2_MIB = "1.3.111.2.802.1.1.13"
 ACCESS = "rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\n"
 NO_ANSWER = ("NOSUCHOBJECT", "NOSUCHINSTANCE", "ENDOFMIBVIEW")
 VALUES = {"INTEGER: ": "INTEGER ", "Hex-STRING: ": "OCTETS ", '""': "OCTETS ", "OID: .": "OID ",
@@ -132,8 +133,11 @@ class Agent:
         """Answers of one GET (or GET-NEXT) of oids, as '<oid> <TYPE> <value>' lines."""
         return parse_snmp(self.snmp(tool, *oids, **kw).stdout)
 
-    def walk(self, root=LLDP_MIB, *extra, tool="snmpwalk", **kw):
-        """Served bindings under root, as '<oid> <TYPE> <value>' lines."""
+    def walk(self, root=None, *extra, tool="snmpwalk", **kw):
+        """Served bindings under root (default: lldpMIB, then lldpV2MIB), as
+        '<oid> <TYPE> <value>' lines."""
+        if root is None:
+            return [l for r in (LLDP_MIB, LLDP_V2_MIB) for l in self.walk(r, *extra, tool=tool, **kw)]
         r = self.snmp(tool, *extra, root, **kw)
         assert "OID not increasing" not in r.stderr, r.stderr
         return [l for l in parse_snmp(r.stdout) if not l.endswith(NO_ANSWER)]

@@ -8,7 +8,7 @@ import ipaddress
 import pathlib
 import re
 
-from reference import DOT3, MIB, caps, org_ext, port_list, typed
+from reference import DOT3, MIB, V2, caps, org_ext, port_list, typed, v2
 
 # lldpcli's ID types and their subtype numbers.
 CHASSIS_SUBTYPES = {"ifalias": 2, "mac": 4, "ip": 5, "ifname": 6, "local": 7}
@@ -204,4 +204,8 @@ def reference(view, ifindex, unhandled=None, notify=False, interval=30):
             seen[oui, subtype] = index = seen.get((oui, subtype), 0) + 1
             put((1, 4, 4, 1, 4), key + [*oui, subtype, index], "OCTETS",
                 bytes.fromhex(t.get("value", "").replace(",", "")))  # no value when empty
+    # LLDP-V2-MIB (its counters too are checked apart): lldpd sends the addresses
+    # on every port and drops no neighbour.
+    ref.update((name, answer) for name, answer in v2(ref, {"ports": [{"port_num": ifindex[p["name"]]} for p in ports]})
+               .items() if name[:len(V2) + 1] != V2 + (2,))
     return ref

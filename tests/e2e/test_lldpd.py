@@ -70,9 +70,13 @@ def name_marks(agent):
     return {bytes.fromhex(l.split()[2]).decode(): int(l.split(".")[11]) for l in agent.walk(LLDP_MIB + ".1.4.1.1.9")}
 
 
+V2_MIB = "1.3.111.2.802.1.1.13.1"
+
+
 def module_walk(agent):
-    """Everything but lldpStatistics, whose counters keep moving (checked below apart)."""
-    return [line for g in (1, 3, 4, 5) for line in agent.walk(f"{LLDP_MIB}.1.{g}")]
+    """Everything but the statistics groups, whose counters keep moving (checked below apart)."""
+    return [line for root in [f"{LLDP_MIB}.1.{g}" for g in (1, 3, 4, 5)] + [f"{V2_MIB}.{g}" for g in (1, 3, 4)]
+            for line in agent.walk(root)]
 
 
 def served(agent, lab, names, normalise=list):
@@ -146,12 +150,14 @@ def unmarked(walked):
     for line in walked:
         oid, rest = line.split(" ", 1)
         name = [int(x) for x in oid.split(".")]
-        # lldpRemTimeMark leads every remote table's index: lldpRemoteSystemsData's
-        # and the extensions' remote data (lldpExtensions.<OUI>.1.3).
+        # lldpRemTimeMark leads every remote table's index: lldpRemoteSystemsData's,
+        # the extensions' remote data (lldpExtensions.<OUI>.1.3) and lldpV2RemoteSystemsData's.
         if name[6:8] == [1, 4]:
             name[11] = 0
         elif name[6:8] == [1, 5] and name[10] == 3:
             name[14] = 0
+        elif name[:10] == [1, 3, 111, 2, 802, 1, 1, 13, 1, 4]:
+            name[13] = 0
         names.append((name, rest))
     return [".".join(map(str, n)) + " " + rest for n, rest in sorted(names)]
 

@@ -51,7 +51,7 @@ def test_scattered_requests_then_bulkwalk_answer_as_the_reference(model_agent, s
                                                    or got.endswith("ENDOFMIBVIEW"))
                 if not ok:
                     wrong.append(f"{tool} {dotted(n)}: got {got}, want {want or 'nothing'}")
-    walked, expected = model_agent.walk(LLDP_MIB, "-Cr20", tool="snmpbulkwalk"), walk(TOPOLOGY)
+    walked, expected = model_agent.walk(None, "-Cr20", tool="snmpbulkwalk"), walk(TOPOLOGY)
     if walked != expected:
         i = next(i for i, pair in enumerate(zip(walked + [""], expected + [""])) if pair[0] != pair[1])
         wrong.append(f"bulk walk, binding {i}: got {walked[i:i + 1]}, want {expected[i:i + 1]}")
@@ -60,7 +60,7 @@ def test_scattered_requests_then_bulkwalk_answer_as_the_reference(model_agent, s
 
 def test_managers_bulk_walking_at_once_all_get_complete_walks(model_agent):
     with ThreadPoolExecutor(4) as pool:
-        walks = list(pool.map(lambda reps: model_agent.walk(LLDP_MIB, f"-Cr{reps}",
+        walks = list(pool.map(lambda reps: model_agent.walk(None, f"-Cr{reps}",
                                                             tool="snmpbulkwalk"), [1, 5, 20, 50] * 2))
     assert [w for w in walks if w != walk(TOPOLOGY)] == []
 

@@ -107,12 +107,12 @@ def test_installed_unit_command_serves_lldpd_as_its_user(installed):
 
 
 def test_snmpv3_user_reads_lldpmib_only():
-    """authPriv with SHA and AES, a view of lldpMIB alone (the README's lines)."""
+    """authPriv with SHA and AES, a view of lldpMIB and lldpV2MIB alone (the README's lines)."""
     users = ('createUser lldpmon SHA "lldpmon-auth-pass" AES "lldpmon-priv-pass"\n'
-          "view lldponly included .1.0.8802.1.1.2\nrouser -s usm lldpmon authpriv -V lldponly\n"
+          "view lldponly included .1.0.8802.1.1.2\nview lldponly included .1.3.111.2.802.1.1.13\nrouser -s usm lldpmon authpriv -V lldponly\n"
           "rwcommunity private 127.0.0.1\n")
     with Agent(access=users) as a:
         v3 = ["-v3", "-l", "authPriv", "-u", "lldpmon", "-a", "SHA", "-x", "AES", "-X", "lldpmon-priv-pass", "-A"]
-        assert a.walk(LLDP_MIB, tool="snmpbulkwalk", auth=v3 + ["lldpmon-auth-pass"]) == walk(EXAMPLES / "default.json")
+        assert a.walk(None, tool="snmpbulkwalk", auth=v3 + ["lldpmon-auth-pass"]) == walk(EXAMPLES / "default.json")
         assert a.walk("1.3.6.1.2.1.1", tool="snmpbulkwalk", auth=v3 + ["lldpmon-auth-pass"]) == []
         assert a.snmp("snmpget", LLDP_MIB + ".1.3.1.0", auth=v3 + ["wrong-pass-phrase"], check=False).returncode != 0

@@ -221,7 +221,69 @@ def reference(topo):
                 if t["subtype"] >= 1:
                     put((1, 4, 4, 1, 4), key + [*oui.to_bytes(3, "big"), t["subtype"], t["index"]],
                         "OCTETS", _bytes(t.get("info", "")))
+    ref.update(v2(ref, topo))
     return ref
+
+
+V2 = (1, 3, 111, 2, 802, 1, 1, 13, 1)  # lldpV2Objects
+# LLDP-MIB columns served again by LLDP-V2-MIB: (2005 entry or group, its
+# column) -> (V2 entry or group, column, type or None to keep it, remote).
+V2_COLUMNS = {
+    **{((1, 1), c): ((1,), c, "GAUGE32", False) for c in (1, 2, 3)},
+    ((1, 1), 5): ((1,), 4, "GAUGE32", False),
+    **{((1, 1, 6, 1), c): ((1, 8, 1), c + 1, None, False) for c in (2, 3, 4)},
+    **{((1, 2), c): ((2,), c, None, False) for c in (1, 2, 3, 4, 5)},
+    ((1, 2, 6, 1), 2): ((2, 6, 1), 3, None, False),
+    **{((1, 2, 7, 1), c): ((2, 7, 1), c + 1, None, False) for c in range(2, 8)},
+    **{((1, 3), c): ((3,), c, None, False) for c in range(1, 7)},
+    **{((1, 3, 7, 1), c): ((3, 7, 1), c, None, False) for c in (2, 3, 4)},
+    ((1, 3, 8, 1), 3): ((3, 8, 1), 3, "GAUGE32", False), ((1, 3, 8, 1), 4): ((3, 8, 1), 4, None, False),
+    ((1, 3, 8, 1), 5): ((3, 8, 1), 5, "GAUGE32", False),
+    **{((1, 4, 1, 1), c): ((4, 1, 1), c + 1, None, True) for c in range(4, 13)},
+    ((1, 4, 2, 1), 3): ((4, 2, 1), 3, None, True), ((1, 4, 2, 1), 4): ((4, 2, 1), 4, "GAUGE32", True),
+    ((1, 4, 2, 1), 5): ((4, 2, 1), 5, None, True),
+    ((1, 4, 3, 1), 2): ((4, 3, 1), 2, None, True), ((1, 4, 4, 1), 4): ((4, 4, 1), 4, None, True)}
+NEAREST_BRIDGE = 1
+DEST_ADDRESSES = ("0180c200000e", "0180c2000003", "0180c2000000")
+
+
+def v2(ref, topo):
+    """LLDP-V2-MIB from LLDP-MIB's reference: the same values re-indexed (ports
+    under destination address 1, remote rows with it after the local port),
+    the 2009 MIB's own columns beside them."""
+    out, ports = {}, {p["port_num"]: p for p in topo.get("ports", [])}
+    for name, answer in ref.items():
+        tail = name[len(MIB):]
+        for split in (2, 4):
+            entry, rest = tail[:split], tail[split:]
+            if len(rest) < 2 or (entry, rest[0]) not in V2_COLUMNS:
+                continue
+            v2_entry, column, kind, remote = V2_COLUMNS[entry, rest[0]]
+            instance = list(rest[1:])
+            instance = instance[:2] + [NEAREST_BRIDGE] + instance[2:] if remote else \
+                instance + [NEAREST_BRIDGE] if entry in ((1, 1, 6, 1), (1, 2, 6, 1), (1, 2, 7, 1)) else instance
+            # Integer32 columns that LLDP-V2-MIB makes Unsigned32: the same 32 bits.
+            out[V2 + v2_entry + (column,) + tuple(instance)] = \
+                f"{kind} {int(answer.split()[1]) % 2**32}" if kind else answer
+            break
+    if not out:
+        return out  # LLDP not served
+    for column, value in ((5, 5), (6, 1), (7, 4)):  # lldpV2TxCreditMax, MessageFastTx, TxFastInit: defaults
+        out[V2 + (1, column, 0)] = f"GAUGE32 {value}"
+    for i, mac in enumerate(DEST_ADDRESSES, 1):
+        out[V2 + (1, 9, 1, 2, i)] = f"OCTETS {mac}"
+    addresses = [n[len(MIB) + 5:] for n in ref if n[len(MIB):len(MIB) + 5] == (1, 1, 7, 1, 1)]
+    for num, p in ports.items():
+        out[V2 + (2, 6, 1, 4, num, NEAREST_BRIDGE)] = "COUNTER32 0"  # lldpV2StatsTxLLDPDULengthErrors
+        for a in addresses:
+            out[V2 + (1, 10, 1, 5, num, NEAREST_BRIDGE) + a] = f"INTEGER {truth(p.get('man_addr_tx', True))}"
+            out[V2 + (1, 10, 1, 6, num, NEAREST_BRIDGE) + a] = "INTEGER 1"  # active
+    for name in [n for n in out if n[:len(V2) + 4] == V2 + (4, 1, 1, 5)]:
+        key = name[len(V2) + 4:]
+        drops = ports[key[1]].get("statistics", {}).get("drops", 0) % 2**32
+        out[V2 + (4, 1, 1, 14) + key] = "INTEGER 2"  # lldpV2RemRemoteChanges
+        out[V2 + (4, 1, 1, 15) + key] = f"INTEGER {truth(drops > 0)}"  # lldpV2RemTooManyNeighbors
+    return out
 
 
 def dotted(name):

@@ -15,6 +15,7 @@
 // max_if_index" line, which depends on every port the process saw.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 
 #include "module_fixture.h"
@@ -45,6 +46,33 @@ TEST_P(ReferenceWalk, BindingsEqualTheReferenceFileWithAndWithoutEnkt) {
     drain_snapshots();
     EXPECT_EQ(want, walk_lines()) << "with ENKT_ACTIVE";
     unsetenv("ENKT_ACTIVE");
+}
+
+// LLDP-V2-MIB's remote table is lldpRemTable as served: the same neighbours
+// and values, destination address 1 after the local port, each column one
+// further on.
+TEST_P(ReferenceWalk, V2RemoteTableIsLldpRemTable) {
+    const mib_router::Oid rem = lldp("1.4.1.1"), v2_rem = *mib_router::parse_oid("1.3.111.2.802.1.1.13.1.4.1.1");
+    ServedModule served(read_example(std::string(GetParam()) + ".json"));
+    std::vector<mib_router::Binding> from_2005, from_v2;
+    walk_visit([&](const mib_router::Binding& b) {
+        if (mib_router::is_prefix(rem, b.name)) {
+            mib_router::Binding v = b;  // column, time mark, port, remote index
+            v.name = v2_rem;
+            v.name.insert(v.name.end(), {b.name[rem.size()] + 1, b.name[rem.size() + 1], b.name[rem.size() + 2], 1,
+                                         b.name[rem.size() + 3]});
+            from_2005.push_back(v);
+        } else if (mib_router::is_prefix(v2_rem, b.name) && b.name[v2_rem.size()] <= 13) {
+            from_v2.push_back(b);
+        }
+        return true;
+    });
+    std::vector<std::string> want, got;
+    for (const auto& b : from_2005) want.push_back(mib_router::format(b));
+    for (const auto& b : from_v2) got.push_back(mib_router::format(b));
+    std::sort(want.begin(), want.end());
+    std::sort(got.begin(), got.end());
+    EXPECT_EQ(want, got);
 }
 
 class ReferenceTrace : public ReferenceWalk {};

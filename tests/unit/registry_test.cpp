@@ -144,7 +144,7 @@ TEST(Registry, ExtensionObjectListMatchesTheReferenceList) {
     std::map<std::string, GetMethod> routine_of;  // parent -> its one method routine
     for (const auto& [o, parent] : object_list(ext_library(), "lldpmib_ext", {"extension", "library"}))
         EXPECT_TRUE(routine_of.emplace(parent, o->get).first->second == o->get) << "two routines in " << parent;
-    EXPECT_EQ(6u + 21u, routine_of.size());
+    EXPECT_EQ(6u + 21u + 14u, routine_of.size());
 }
 
 // The settings reach what is served (their defaults are the model-based

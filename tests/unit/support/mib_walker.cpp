@@ -23,8 +23,8 @@ const mib_router::Router& lldpmib_router() {
 }
 
 size_t walk_visit(const std::function<bool(const mib_router::Binding&)>& visit) {
-    static const mib_router::Oid lldp_mib{1, 0, 8802, 1, 1, 2};
-    return lldpmib_router().walk(lldp_mib, visit);
+    static const mib_router::Oid everything{1};  // lldpMIB, then lldpV2MIB
+    return lldpmib_router().walk(everything, visit);
 }
 
 std::vector<std::string> walk_lines() {

@@ -73,9 +73,71 @@ DOT3(kXdot3RemPowerClass, 3, 2, 1, 6);
 DOT3(kXdot3RemLinkAggStatus, 3, 3, 1, 1);
 DOT3(kXdot3RemLinkAggPortId, 3, 3, 1, 2);
 DOT3(kXdot3RemMaxFrameSize, 3, 4, 1, 1);
+// LLDP-V2-MIB (1.3.111.2.802.1.1.13) objects: lldpV2Objects, then group, ...
+#define V2(name, ...) const uint32_t name[] = {1, 3, 111, 2, 802, 1, 1, 13, 1, __VA_ARGS__}
+V2(kLldpV2MessageTxInterval, 1, 1);
+V2(kLldpV2MessageTxHoldMultiplier, 1, 2);
+V2(kLldpV2ReinitDelay, 1, 3);
+V2(kLldpV2NotificationInterval, 1, 4);
+V2(kLldpV2TxCreditMax, 1, 5);
+V2(kLldpV2MessageFastTx, 1, 6);
+V2(kLldpV2TxFastInit, 1, 7);
+V2(kLldpV2PortConfigAdminStatus, 1, 8, 1, 3);
+V2(kLldpV2PortConfigNotificationEnable, 1, 8, 1, 4);
+V2(kLldpV2PortConfigTLVsTxEnable, 1, 8, 1, 5);
+V2(kLldpV2DestMacAddress, 1, 9, 1, 2);
+V2(kLldpV2ManAddrConfigTxEnable, 1, 10, 1, 5);
+V2(kLldpV2ManAddrConfigRowStatus, 1, 10, 1, 6);
+V2(kLldpV2StatsRemTablesLastChangeTime, 2, 1);
+V2(kLldpV2StatsRemTablesInserts, 2, 2);
+V2(kLldpV2StatsRemTablesDeletes, 2, 3);
+V2(kLldpV2StatsRemTablesDrops, 2, 4);
+V2(kLldpV2StatsRemTablesAgeouts, 2, 5);
+V2(kLldpV2StatsTxPortFramesTotal, 2, 6, 1, 3);
+V2(kLldpV2StatsTxLLDPDULengthErrors, 2, 6, 1, 4);
+V2(kLldpV2StatsRxPortFramesDiscardedTotal, 2, 7, 1, 3);
+V2(kLldpV2StatsRxPortFramesErrors, 2, 7, 1, 4);
+V2(kLldpV2StatsRxPortFramesTotal, 2, 7, 1, 5);
+V2(kLldpV2StatsRxPortTLVsDiscardedTotal, 2, 7, 1, 6);
+V2(kLldpV2StatsRxPortTLVsUnrecognizedTotal, 2, 7, 1, 7);
+V2(kLldpV2StatsRxPortAgeoutsTotal, 2, 7, 1, 8);
+V2(kLldpV2LocChassisIdSubtype, 3, 1);
+V2(kLldpV2LocChassisId, 3, 2);
+V2(kLldpV2LocSysName, 3, 3);
+V2(kLldpV2LocSysDesc, 3, 4);
+V2(kLldpV2LocSysCapSupported, 3, 5);
+V2(kLldpV2LocSysCapEnabled, 3, 6);
+V2(kLldpV2LocPortIdSubtype, 3, 7, 1, 2);
+V2(kLldpV2LocPortId, 3, 7, 1, 3);
+V2(kLldpV2LocPortDesc, 3, 7, 1, 4);
+V2(kLldpV2LocManAddrLen, 3, 8, 1, 3);
+V2(kLldpV2LocManAddrIfSubtype, 3, 8, 1, 4);
+V2(kLldpV2LocManAddrIfId, 3, 8, 1, 5);
+V2(kLldpV2LocManAddrOID, 3, 8, 1, 6);
+V2(kLldpV2RemChassisIdSubtype, 4, 1, 1, 5);
+V2(kLldpV2RemChassisId, 4, 1, 1, 6);
+V2(kLldpV2RemPortIdSubtype, 4, 1, 1, 7);
+V2(kLldpV2RemPortId, 4, 1, 1, 8);
+V2(kLldpV2RemPortDesc, 4, 1, 1, 9);
+V2(kLldpV2RemSysName, 4, 1, 1, 10);
+V2(kLldpV2RemSysDesc, 4, 1, 1, 11);
+V2(kLldpV2RemSysCapSupported, 4, 1, 1, 12);
+V2(kLldpV2RemSysCapEnabled, 4, 1, 1, 13);
+V2(kLldpV2RemRemoteChanges, 4, 1, 1, 14);
+V2(kLldpV2RemTooManyNeighbors, 4, 1, 1, 15);
+V2(kLldpV2RemManAddrIfSubtype, 4, 2, 1, 3);
+V2(kLldpV2RemManAddrIfId, 4, 2, 1, 4);
+V2(kLldpV2RemManAddrOID, 4, 2, 1, 5);
+V2(kLldpV2RemUnknownTLVInfo, 4, 3, 1, 2);
+V2(kLldpV2RemOrgDefInfo, 4, 4, 1, 4);
 #undef DOT1
 #undef DOT3
+#undef V2
 // clang-format on
+
+// The method routine of table T of the LLDP-V2-MIB set (the order of its tables).
+template <int T>
+constexpr GetMethod v2_table_get = lldpmib_rows::get<lldpmib_rows::v2_tables, T>;
 
 // The method routine of table T of the 802.1/802.3 set.
 template <int T>
@@ -154,6 +216,62 @@ ObjectInfo lldpmib_ext_OidList[] = {
     LLDPMIB_READ_ONLY_OBJECT(kXdot1RemProtoVlanEnabled, INTEGER_TYPE, 2, org_table_get<9>),
     LLDPMIB_READ_ONLY_OBJECT(kXdot1RemVlanName, OCTET_PRIM_TYPE, 1, org_table_get<10>),
     LLDPMIB_READ_ONLY_OBJECT(kXdot1RemProtocolId, OCTET_PRIM_TYPE, 1, org_table_get<11>),
+    // LLDP-V2-MIB: Unsigned32 as Gauge32.
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2MessageTxInterval, GAUGE_TYPE, 0, v2_table_get<0>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2MessageTxHoldMultiplier, GAUGE_TYPE, 1, v2_table_get<0>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2ReinitDelay, GAUGE_TYPE, 2, v2_table_get<0>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2NotificationInterval, GAUGE_TYPE, 3, v2_table_get<0>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2TxCreditMax, GAUGE_TYPE, 4, v2_table_get<0>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2MessageFastTx, GAUGE_TYPE, 5, v2_table_get<0>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2TxFastInit, GAUGE_TYPE, 6, v2_table_get<0>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2PortConfigAdminStatus, INTEGER_TYPE, 2, v2_table_get<1>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2PortConfigNotificationEnable, INTEGER_TYPE, 3, v2_table_get<1>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2PortConfigTLVsTxEnable, OCTET_PRIM_TYPE, 4, v2_table_get<1>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2DestMacAddress, OCTET_PRIM_TYPE, 1, v2_table_get<2>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2ManAddrConfigTxEnable, INTEGER_TYPE, 4, v2_table_get<3>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2ManAddrConfigRowStatus, INTEGER_TYPE, 5, v2_table_get<3>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2StatsRemTablesLastChangeTime, TIME_TICKS_TYPE, 0, v2_table_get<4>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2StatsRemTablesInserts, GAUGE_TYPE, 1, v2_table_get<4>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2StatsRemTablesDeletes, GAUGE_TYPE, 2, v2_table_get<4>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2StatsRemTablesDrops, GAUGE_TYPE, 3, v2_table_get<4>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2StatsRemTablesAgeouts, GAUGE_TYPE, 4, v2_table_get<4>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2StatsTxPortFramesTotal, COUNTER_TYPE, 2, v2_table_get<5>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2StatsTxLLDPDULengthErrors, COUNTER_TYPE, 3, v2_table_get<5>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2StatsRxPortFramesDiscardedTotal, COUNTER_TYPE, 2, v2_table_get<6>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2StatsRxPortFramesErrors, COUNTER_TYPE, 3, v2_table_get<6>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2StatsRxPortFramesTotal, COUNTER_TYPE, 4, v2_table_get<6>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2StatsRxPortTLVsDiscardedTotal, COUNTER_TYPE, 5, v2_table_get<6>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2StatsRxPortTLVsUnrecognizedTotal, COUNTER_TYPE, 6, v2_table_get<6>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2StatsRxPortAgeoutsTotal, GAUGE_TYPE, 7, v2_table_get<6>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2LocChassisIdSubtype, INTEGER_TYPE, 0, v2_table_get<7>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2LocChassisId, OCTET_PRIM_TYPE, 1, v2_table_get<7>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2LocSysName, OCTET_PRIM_TYPE, 2, v2_table_get<7>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2LocSysDesc, OCTET_PRIM_TYPE, 3, v2_table_get<7>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2LocSysCapSupported, OCTET_PRIM_TYPE, 4, v2_table_get<7>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2LocSysCapEnabled, OCTET_PRIM_TYPE, 5, v2_table_get<7>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2LocPortIdSubtype, INTEGER_TYPE, 1, v2_table_get<8>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2LocPortId, OCTET_PRIM_TYPE, 2, v2_table_get<8>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2LocPortDesc, OCTET_PRIM_TYPE, 3, v2_table_get<8>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2LocManAddrLen, GAUGE_TYPE, 2, v2_table_get<9>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2LocManAddrIfSubtype, INTEGER_TYPE, 3, v2_table_get<9>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2LocManAddrIfId, GAUGE_TYPE, 4, v2_table_get<9>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2LocManAddrOID, OBJECT_ID_TYPE, 5, v2_table_get<9>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemChassisIdSubtype, INTEGER_TYPE, 4, v2_table_get<10>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemChassisId, OCTET_PRIM_TYPE, 5, v2_table_get<10>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemPortIdSubtype, INTEGER_TYPE, 6, v2_table_get<10>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemPortId, OCTET_PRIM_TYPE, 7, v2_table_get<10>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemPortDesc, OCTET_PRIM_TYPE, 8, v2_table_get<10>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemSysName, OCTET_PRIM_TYPE, 9, v2_table_get<10>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemSysDesc, OCTET_PRIM_TYPE, 10, v2_table_get<10>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemSysCapSupported, OCTET_PRIM_TYPE, 11, v2_table_get<10>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemSysCapEnabled, OCTET_PRIM_TYPE, 12, v2_table_get<10>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemRemoteChanges, INTEGER_TYPE, 13, v2_table_get<10>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemTooManyNeighbors, INTEGER_TYPE, 14, v2_table_get<10>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemManAddrIfSubtype, INTEGER_TYPE, 2, v2_table_get<11>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemManAddrIfId, GAUGE_TYPE, 3, v2_table_get<11>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemManAddrOID, OBJECT_ID_TYPE, 4, v2_table_get<11>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemUnknownTLVInfo, OCTET_PRIM_TYPE, 1, v2_table_get<12>),
+    LLDPMIB_READ_ONLY_OBJECT(kLldpV2RemOrgDefInfo, OCTET_PRIM_TYPE, 3, v2_table_get<13>),
 };
 // clang-format on
 int32_t lldpmib_ext_OidListNum = sizeof lldpmib_ext_OidList / sizeof lldpmib_ext_OidList[0];

@@ -19,7 +19,7 @@ void* bindable(const value& v, uint32_t* number) {
             return MakeOctetString(reinterpret_cast<const unsigned char*>(v.text.data()), int32_t(v.text.size()));
         case value::oid:
             return MakeOID(v.sids.data(), int32_t(v.sids.size()));
-        default:
+        default:  // a number
             *number = v.bits;
             return number;
     }
@@ -60,10 +60,12 @@ VarBind* answer(const std::vector<row>& rows, OID* incoming, ObjectInfo* object,
     row asked;
     if (lldpmib_frame::instance_length(incoming, object) > 0)
         asked.instance.assign(incoming->oid_ptr + object->oid.length, incoming->oid_ptr + incoming->length);
+    const size_t column = object->nominator;
+    auto has = [&](const row& r) { return column < r.columns.size() && r.columns[column].kind != value::none; };
     auto it = searchType == EXACT ? std::lower_bound(rows.begin(), rows.end(), asked, before)
-                                  : std::upper_bound(rows.begin(), rows.end(), asked, before);
-    if (it == rows.end() || (searchType == EXACT && it->instance != asked.instance)) return nullptr;
-    if (size_t(object->nominator) >= it->columns.size()) return nullptr;
+                                  : std::find_if(std::upper_bound(rows.begin(), rows.end(), asked, before),
+                                                 rows.end(), has);
+    if (it == rows.end() || !has(*it) || (searchType == EXACT && it->instance != asked.instance)) return nullptr;
     uint32_t number = 0;
     void* bound = bindable(it->columns[object->nominator], &number);
     if (bound == nullptr) return nullptr;

@@ -19,9 +19,10 @@ struct lldpmib_ext_data;
 namespace lldpmib_rows {
 
 // A column's value: a number (bound as the object's type says), the octets of
-// an OCTET STRING (BITS too), or an OBJECT IDENTIFIER.
+// an OCTET STRING (BITS too), an OBJECT IDENTIFIER, or none (an index column,
+// or a value the row does not have: the column skips the row).
 struct value {
-    enum { number, octets, oid } kind = number;
+    enum { none, number, octets, oid } kind = none;
     uint32_t bits = 0;
     std::string text;
     std::vector<uint32_t> sids;
