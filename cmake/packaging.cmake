@@ -3,7 +3,7 @@
 # The package puts the programs in /usr/sbin and /usr/bin, the module and the
 # platform libraries it needs in a private directory (<libdir>/lldpmib, found
 # through a $ORIGIN-relative RUNPATH, so an unpacked tree runs as it is), the
-# MIB files (LLDP-MIB and its 802.1 and 802.3 extensions) in net-snmp's MIB
+# MIB files (LLDP-MIB, its 802.1 and 802.3 extensions, LLDP-V2-MIB) in net-snmp's MIB
 # directory, the systemd unit, an snmpd.conf.d snippet and the man pages.
 include(GNUInstallDirs)
 
@@ -41,7 +41,7 @@ set_target_properties(lldpmib-walk PROPERTIES INSTALL_RPATH "\$ORIGIN/${_lib_fro
 install(TARGETS lldpmib-walk RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS ${LLDPMIB_LIBRARIES} LIBRARY DESTINATION ${LLDPMIB_PRIVATE_LIBDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/mibs/LLDP-MIB.txt ${PROJECT_SOURCE_DIR}/mibs/LLDP-EXT-DOT1-MIB.txt
-        ${PROJECT_SOURCE_DIR}/mibs/LLDP-EXT-DOT3-MIB.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs)
+        ${PROJECT_SOURCE_DIR}/mibs/LLDP-EXT-DOT3-MIB.txt ${PROJECT_SOURCE_DIR}/mibs/LLDP-V2-MIB.txt DESTINATION ${CMAKE_INSTALL_DATADIR}/snmp/mibs)
 install(FILES ${_pkg}/lldpmib-walk.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 
 if(LLDPMIB_BUILD_HOST)

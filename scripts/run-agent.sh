@@ -121,6 +121,7 @@ echo "  snmpwalk -v2c -c public -On 127.0.0.1:$port 1.0.8802.1.1.2"
 echo "  snmpwalk -v2c -c public -M +$repo/mibs -m LLDP-MIB:LLDP-EXT-DOT1-MIB:LLDP-EXT-DOT3-MIB 127.0.0.1:$port LLDP-MIB::lldpMIB"
 echo "  snmptable -v2c -c public -M +$repo/mibs -m LLDP-MIB 127.0.0.1:$port LLDP-MIB::lldpRemTable"
 echo "  snmptable -Ci -v2c -c public -M +$repo/mibs -m LLDP-MIB:LLDP-EXT-DOT1-MIB 127.0.0.1:$port LLDP-EXT-DOT1-MIB::lldpXdot1RemVlanNameTable"
+echo "  snmpwalk -v2c -c public -M +$repo/mibs -m LLDP-V2-MIB 127.0.0.1:$port LLDP-V2-MIB::lldpV2RemTable"
 
 while kill -0 "$snmpd_pid" 2>/dev/null && kill -0 "$agent_pid" 2>/dev/null; do
   sleep 1 &

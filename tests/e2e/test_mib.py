@@ -1,4 +1,4 @@
-"""mibs/LLDP-MIB.txt and its two extensions (LLDP-EXT-DOT1-MIB, LLDP-EXT-DOT3-MIB):
+"""mibs/LLDP-MIB.txt, its two extensions (LLDP-EXT-DOT1-MIB, LLDP-EXT-DOT3-MIB) and LLDP-V2-MIB:
 net-snmp reads them without a word and LLDP-MIB gives every identifier of the
 module the module's own number (snmptable and snmpwalk by name: test_launcher)."""
 import ctypes
@@ -27,8 +27,9 @@ EXTENSIONS = {"LLDP-EXT-DOT1-MIB": {"lldpXdot1MIB": "1.5.32962", "lldpXdot1LocVl
 def test_mib_loads_without_a_word():
     for module, name, column in (("LLDP-MIB", "lldpMIB", "lldpRemSysName(9)"),
                                  ("LLDP-EXT-DOT1-MIB", "lldpXdot1MIB", "lldpXdot1RemVlanName(2)"),
-                                 ("LLDP-EXT-DOT3-MIB", "lldpXdot3MIB", "lldpXdot3RemLinkAggPortId(2)")):
-        r = translate("-Tp", "-Pw", f"{module}::{name}", modules="LLDP-MIB:LLDP-EXT-DOT1-MIB:LLDP-EXT-DOT3-MIB")
+                                 ("LLDP-EXT-DOT3-MIB", "lldpXdot3MIB", "lldpXdot3RemLinkAggPortId(2)"),
+                                 ("LLDP-V2-MIB", "lldpV2MIB", "lldpV2RemTooManyNeighbors(15)")):
+        r = translate("-Tp", "-Pw", f"{module}::{name}", modules="LLDP-MIB:LLDP-EXT-DOT1-MIB:LLDP-EXT-DOT3-MIB:LLDP-V2-MIB")
         assert r.returncode == 0 and r.stderr == "" and column in r.stdout, r.stderr
     # Added to net-snmp's default modules (not shipped by Debian): no complaint about ours.
     r = translate("-On", "LLDP-MIB::lldpRemSysName", modules="+LLDP-MIB")
@@ -36,6 +37,10 @@ def test_mib_loads_without_a_word():
     for module, names in EXTENSIONS.items():  # numbers written by hand
         r = translate("-On", *(f"{module}::{n}" for n in names), modules=f"+{module}")
         assert r.stdout.split() == [f".{LLDP_MIB}.{n}" for n in names.values()] and "LLDP" not in r.stderr
+    v2 = {"lldpV2RemSysName": "1.4.1.1.10", "lldpV2PortConfigTLVsTxEnable": "1.1.8.1.5",  # under 1.3.111.2.802.1.1.13
+          "lldpV2StatsRxPortAgeoutsTotal": "1.2.7.1.8", "lldpV2RemOrgDefInfo": "1.4.4.1.4", "lldpV2RemTablesChange": "0.0.1"}
+    r = translate("-On", *(f"LLDP-V2-MIB::{n}" for n in v2), modules="+LLDP-V2-MIB")
+    assert r.stdout.split() == [f".1.3.111.2.802.1.1.13.{n}" for n in v2.values()] and "LLDP" not in r.stderr
 
 
 def test_mib_identifiers_are_the_modules():

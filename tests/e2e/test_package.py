@@ -16,7 +16,7 @@ from test_lldpd import RouterLab as Lab, name_marks
 
 UNIT = "usr/lib/systemd/system/lldpmib-agentx.service"
 SNIPPET = "etc/snmp/snmpd.conf.d/lldpmib-agentx.conf"
-MIB_FILES = ("LLDP-MIB.txt", "LLDP-EXT-DOT1-MIB.txt", "LLDP-EXT-DOT3-MIB.txt")
+MIB_FILES = ("LLDP-MIB.txt", "LLDP-EXT-DOT1-MIB.txt", "LLDP-EXT-DOT3-MIB.txt", "LLDP-V2-MIB.txt")
 FILES = sorted(["usr/sbin/lldpmib-agentx", "usr/bin/lldpmib-walk", *(f"usr/share/snmp/mibs/{m}" for m in MIB_FILES),
                 UNIT, SNIPPET,
                 "usr/share/man/man8/lldpmib-agentx.8.gz", "usr/share/man/man1/lldpmib-walk.1.gz",
