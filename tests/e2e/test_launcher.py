@@ -7,7 +7,7 @@ import re
 import shlex
 import signal
 
-from conftest import BUILD, EXAMPLES, REPO, parse_snmp, run, spawn, wait_until
+from conftest import LLDP_MIB, BUILD, EXAMPLES, REPO, parse_snmp, run, spawn, wait_until
 from reference import MIB, dotted, reference, walk
 
 COLUMNS = [f"lldpRem{c}" for c in ("ChassisIdSubtype", "ChassisId", "PortIdSubtype", "PortId", "PortDesc",

@@ -105,7 +105,7 @@ def test_hostile_lldpdus_are_served_as_lldpd_keeps_them():
 
         walker = BUILD.parent / "build-asan" / "tools" / "lldpmib-walk"
         if walker.exists():  # built by the test command before the e2e tests
-            r = run("ip", "netns", "exec", lab.ns["router"], walker, "--lldpd", lab.sock["router"],
+            r = run("ip", "netns", "exec", lab.ns["router"], walker, "--lldpd", lab.sock["router"], "walk", "1",
                     env=dict(os.environ, ASAN_OPTIONS="detect_leaks=1", UBSAN_OPTIONS="halt_on_error=1"))
             assert r.returncode == 0 and "runtime error" not in r.stderr, r.stderr[-3000:]
             served = [l for l in r.stdout.splitlines() if not l.startswith((LLDP_MIB + ".1.2.", V2_MIB + ".2."))]

@@ -21,9 +21,14 @@ NOT_SERVED = [MIB + (1, 1, 1, 0), MIB + (1, 1, 6, 1, 2, 1),  # configuration gro
               MIB + (1, 3, 7, 1, 1, 1), MIB + (2, 1, 0)]     # lldpLocPortNum.1, conformance
 
 
+# Managers see lldpMIB and lldpV2MIB only: snmpd's own objects lie between the two.
+ACCESS_TO_LLDP = ("view lldp included .1.0.8802.1.1.2\nview lldp included .1.3.111.2.802.1.1.13\n"
+                  "rocommunity public 127.0.0.1 -V lldp\nrwcommunity private 127.0.0.1\n")
+
+
 @pytest.fixture(scope="module")
 def model_agent():
-    with Agent(TOPOLOGY) as a:
+    with Agent(TOPOLOGY, access=ACCESS_TO_LLDP) as a:
         yield a
 
 
