@@ -183,8 +183,10 @@ uint64_t expected_bindings(const topology_shape& s) {
     uint64_t neighbors = uint64_t{s.ports} * s.neighbors_per_port;
     // lldpLocManAddrOID is never answered: three columns per local address.
     uint64_t local = 6 + 3ull * s.ports + 3ull * 2 * s.local_addr_records;
-    // The extension library: ten scalars, ten columns per port, one per local address.
-    uint64_t extension = 10 + 10ull * s.ports + 2ull * s.local_addr_records;
+    // The extension library: ten scalars, ten columns per port, one per local
+    // address; and of the 802.1/802.3 tables, the three a port always has (the
+    // generated ports and neighbours advertise no 802.1/802.3 data).
+    uint64_t extension = 10 + (10ull + 3) * s.ports + 2ull * s.local_addr_records;
     return local + extension + neighbors * (9 + 3ull * s.addrs_per_neighbor + s.unknown_tlvs_per_neighbor +
                                 s.org_tlvs_per_neighbor);
 }

@@ -91,9 +91,8 @@ int lldpmib_handler(netsnmp_mib_handler*, netsnmp_handler_registration* reginfo,
         case MODE_GETNEXT: {
             // Nothing after the name inside this registration's subtree: the
             // varbind stays as it was and the master moves on past it.
-            if (!ok || !router.next(name, &b, served.context) ||
-                b.name.size() < reginfo->rootoid_len ||
-                !std::equal(reginfo->rootoid, reginfo->rootoid + reginfo->rootoid_len, b.name.begin()))
+            const mib_router::Oid subtree(reginfo->rootoid, reginfo->rootoid + reginfo->rootoid_len);
+            if (!ok || !router.next(name, &b, served.context, &subtree) || !mib_router::is_prefix(subtree, b.name))
                 break;
             std::vector<oid> out(b.name.begin(), b.name.end());
             snmp_set_var_objid(var, out.data(), out.size());

@@ -126,7 +126,7 @@ GetResult Router::get(const Oid& name, Binding* out, void* context) const {
     return GetResult::Found;
 }
 
-bool Router::next(const Oid& name, Binding* out, void* context) const {
+bool Router::next(const Oid& name, Binding* out, void* context, const Oid* within) const {
     if (name.size() > kMaxOidLen) return false;
     // Objects wholly before name answer nothing: start at the last object not
     // above name (it may hold name).  In a walk that is the object that
@@ -146,6 +146,9 @@ bool Router::next(const Oid& name, Binding* out, void* context) const {
         ObjectInfo* o = *it;
         const uint32_t* obj = o->oid.oid_ptr;
         size_t olen = oid_len(o->oid);
+        if (within && compare(obj, olen, within->data(), within->size()) > 0 &&
+            !is_prefix(within->data(), within->size(), obj, olen))
+            return false;  // past the subtree
         const uint32_t* incoming;
         size_t incoming_len;
         if (is_prefix(obj, olen, name.data(), name.size())) {
@@ -177,7 +180,7 @@ size_t Router::walk(const Oid& root, const std::function<bool(const Binding&)>& 
     size_t count = 0;
     Oid cursor = root;
     Binding b;
-    while (next(cursor, &b, context) && is_prefix(root, b.name)) {
+    while (next(cursor, &b, context, &root) && is_prefix(root, b.name)) {
         ++count;
         if (!visit(b)) break;
         cursor = b.name;

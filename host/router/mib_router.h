@@ -66,8 +66,10 @@ public:
     // GET: the object whose identifier prefixes name, asked with EXACT.
     GetResult get(const Oid& name, Binding* out, void* context = nullptr) const;
     // GET-NEXT: the least binding whose name is strictly greater than name;
-    // false at the end of the served objects.
-    bool next(const Oid& name, Binding* out, void* context = nullptr) const;
+    // false at the end of the served objects, or of the subtree `within`
+    // when given (objects past it are not asked: a walk of one MIB does not
+    // make the next one's routines work).
+    bool next(const Oid& name, Binding* out, void* context = nullptr, const Oid* within = nullptr) const;
     // Every binding under root, in order; visit returns false to stop early.
     // Returns the number of bindings visited.
     size_t walk(const Oid& root, const std::function<bool(const Binding&)>& visit,

@@ -22,9 +22,8 @@ const mib_router::Router& lldpmib_router() {
     return router;
 }
 
-size_t walk_visit(const std::function<bool(const mib_router::Binding&)>& visit) {
-    static const mib_router::Oid everything{1};  // lldpMIB, then lldpV2MIB
-    return lldpmib_router().walk(everything, visit);
+size_t walk_visit(const std::function<bool(const mib_router::Binding&)>& visit, const mib_router::Oid& root) {
+    return lldpmib_router().walk(root, visit);
 }
 
 std::vector<std::string> walk_lines() {

@@ -20,13 +20,17 @@ void stop_served();
 // The router over lldpmib_OidList and lldpmib_ext_OidList, built once.
 const mib_router::Router& lldpmib_router();
 
-// Every binding under lldpMIB, as "<oid> <TYPE> <value>" lines, in walk order.
+// What the libraries serve: lldpMIB, then lldpV2MIB.
+const mib_router::Oid kEverything{1};
+
+// Every binding served, as "<oid> <TYPE> <value>" lines, in walk order.
 std::vector<std::string> walk_lines();
-// Walks, handing each binding to visit (false stops); the number of bindings.
-size_t walk_visit(const std::function<bool(const mib_router::Binding&)>& visit);
-// Walks without keeping anything; the number of bindings.
-inline size_t walk_count() {
-    return walk_visit([](const mib_router::Binding&) { return true; });
+// Walks root, handing each binding to visit (false stops); the number of bindings.
+size_t walk_visit(const std::function<bool(const mib_router::Binding&)>& visit,
+                  const mib_router::Oid& root = kEverything);
+// Walks root without keeping anything; the number of bindings.
+inline size_t walk_count(const mib_router::Oid& root = kEverything) {
+    return walk_visit([](const mib_router::Binding&) { return true; }, root);
 }
 
 // Moves the fake clock by seconds (and sets it, the first time); the new time.

@@ -6,7 +6,7 @@
 // library's snapshot.  Every neighbour and port is served under destination
 // address 1, the nearest bridge, the only one the LLDP daemons here use.
 #include <algorithm>
-#include <map>
+#include <iterator>
 
 #include "lldpmib_ext_internal.h"
 #include "lldpmib_ext_rows.h"
@@ -84,14 +84,19 @@ struct sourced_column {
 
 template <typename Remap>
 void from_module(std::vector<row>& out, int columns, std::initializer_list<sourced_column> sources, Remap remap) {
-    std::map<std::vector<uint32_t>, std::vector<value>> rows;
+    // The columns walk the same instances in the same order (remapping keeps
+    // it): the rows are found by bisection, mostly appended.
+    std::vector<row> rows;
+    auto before = [](const row& r, const std::vector<uint32_t>& i) { return r.instance < i; };
     for (const sourced_column& s : sources)
         walk_module(s.tail, [&](const std::vector<uint32_t>& instance, const value& v) {
-            auto& cols = rows[remap(instance)];
-            cols.resize(columns);
-            cols[s.v2_column - 1] = v;
+            std::vector<uint32_t> name = remap(instance);
+            auto it = std::lower_bound(rows.begin(), rows.end(), name, before);
+            if (it == rows.end() || it->instance != name)
+                it = rows.insert(it, row{std::move(name), std::vector<value>(columns)});
+            it->columns[s.v2_column - 1] = v;
         });
-    for (auto& [instance, cols] : rows) out.push_back(row{instance, std::move(cols)});
+    out.insert(out.end(), std::make_move_iterator(rows.begin()), std::make_move_iterator(rows.end()));
 }
 
 std::vector<uint32_t> same(const std::vector<uint32_t>& i) { return i; }
