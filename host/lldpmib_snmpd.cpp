@@ -78,9 +78,12 @@ void on_topology(const char*, char* line) {
     settings.common.backend.topology_file = v;
 }
 
+// net-snmp never hands a handler an empty value ("Blank line following ...
+// token"), so lldpd's own socket is asked for by name.
 void on_lldpd(const char*, char* line) {
+    std::string v = value_of(line);
     settings.common.backend.lldpd = true;
-    settings.common.backend.lldpd_socket = value_of(line);
+    settings.common.backend.lldpd_socket = v == "default" ? "" : v;
 }
 
 void on_time_marks(const char*, char* line) {
@@ -120,7 +123,7 @@ const struct {
     const char* help;
 } kTokens[] = {
     {"lldpmibTopology",             on_topology,   "FILE"},
-    {"lldpmibLldpd",                on_lldpd,      "[SOCKET]"},
+    {"lldpmibLldpd",                on_lldpd,      "SOCKET|default"},
     {"lldpmibTimeMarks",            on_time_marks, "yes|no"},
     {"lldpmibDebug",                on_debug,      "FLAGS"},
     {"lldpmibNotificationInterval", on_interval,   "SECONDS"},
@@ -137,7 +140,7 @@ void later(const char*, char*) {}
 const char kOwnPass = 7;
 
 // Every lldpmib token in the files snmpd read (its default files unless -C,
-// then those of -c), in their order.
+// then those of -c, and the files they include), in their order.
 void reread_settings() {
     static config_line lines[std::size(kTokens)];
     for (size_t i = 0; i < std::size(kTokens); ++i)
@@ -149,7 +152,8 @@ void reread_settings() {
     const int quiet = netsnmp_ds_get_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_NO_TOKEN_WARNINGS);
     netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_NO_TOKEN_WARNINGS, 1);
     config_files ours = {.fileHeader = const_cast<char*>("snmpd"), .start = lines, .next = nullptr};
-    read_config_files_of_type(kOwnPass, &ours);
+    read_config_files_of_type(kOwnPass, &ours);  // the default files (none with -C)
+    // snmpd reads the files of -c itself, after the default ones.
     if (const char* optional = netsnmp_ds_get_string(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OPTIONALCONFIG)) {
         std::string files = optional;
         for (size_t from = 0; from <= files.size();) {
@@ -188,6 +192,10 @@ int start(int, int, void*, void*) {
         return not_serving("lldpmibTopology and lldpmibLldpd exclude each other"), SNMPERR_SUCCESS;
     if (b.lldpd_time_marks_given && !b.lldpd)
         return not_serving("lldpmibTimeMarks needs lldpmibLldpd"), SNMPERR_SUCCESS;
+    // No example data inside a production snmpd by mistake (a blank value is
+    // dropped by snmpd with an error, so the token seems absent).
+    if (!b.lldpd && !b.topology_file)
+        return not_serving("no lldpmibTopology FILE or lldpmibLldpd SOCKET|default line"), SNMPERR_SUCCESS;
     std::string error;
     if (!mib_router::use_backend(b, &error)) return not_serving(error), SNMPERR_SUCCESS;
     if (settings.common.debug_set) kel_dt_configure(settings.common.debug.c_str());
@@ -202,7 +210,7 @@ int start(int, int, void*, void*) {
                SNMPERR_SUCCESS;
     }
     lldpmib_host::start_notifications();
-    const char* from = b.lldpd ? "lldpd" : b.topology_file ? b.topology_file->c_str() : "the example topology";
+    const char* from = b.lldpd ? "lldpd" : b.topology_file->c_str();
     snmp_log(LOG_INFO, "%s: serving 1.0.8802.1.1.2 and 1.3.111.2.802.1.1.13 (%zu objects) from %s\n", kName,
              host.router->object_count(), from);
     return SNMPERR_SUCCESS;
