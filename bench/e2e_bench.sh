@@ -2,7 +2,8 @@
 # End-to-end speed: snmpbulkwalk of the whole lldpMIB through a private snmpd
 # and lldpmib-agentx serving a synthetic topology, beside the same walk of an
 # equal number of bindings from a plain static table (the SNMP path's own
-# cost).  The ratio is what the module adds.
+# cost), and through the module loaded into a second snmpd (lldpmib_snmpd.so,
+# no AgentX).  The ratios are what the module adds and what AgentX costs.
 #
 #   bench/e2e_bench.sh [NEIGHBOURS] [REPEATS]      (defaults 1000, 3)
 #
@@ -23,7 +24,7 @@ for tool in snmpd snmpbulkwalk snmpget; do
 done
 cmake -S "$ROOT" -B "$BUILD" -DCMAKE_BUILD_TYPE=Release -DLLDPMIB_BUILD_HOST=ON \
     -DLLDPMIB_BUILD_BENCH=ON >/dev/null
-cmake --build "$BUILD" -j2 --target lldpmib-agentx lldpmib-gen-topology lldpmib-static-subagent >/dev/null
+cmake --build "$BUILD" -j2 --target lldpmib-agentx lldpmib_snmpd lldpmib-gen-topology lldpmib-static-subagent >/dev/null
 
 DIR="$(mktemp -d /tmp/lldpmib-e2e.XXXXXX)"
 PIDS=()
@@ -100,12 +101,36 @@ walk() {
 
 read -r LN LS < <(walk "$LLDP_ROOT")
 read -r SN SS < <(walk "$STATIC_ROOT")
+
+# The same topology from the module loaded into a second snmpd (no AgentX).
+PORT2=$(/usr/bin/python3 -c 'import socket; s=socket.socket(socket.AF_INET, socket.SOCK_DGRAM); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+cat >"$DIR/inproc.conf" <<CONF
+agentAddress udp:127.0.0.1:$PORT2
+rocommunity public 127.0.0.1
+dontLogTCPWrappersConnects yes
+[snmp] persistentDir $DIR
+[snmp] mibs :
+dlmod lldpmib_snmpd $BUILD/host/lldpmib_snmpd.so
+lldpmibTopology $DIR/topology.json
+CONF
+snmpd -f -I -smux -C -c "$DIR/inproc.conf" -Lf "$DIR/inproc.log" -p "$DIR/inproc.pid" &
+PIDS+=($!)
+SNMP=(-v2c -c public -On -t 20 -r 0 "127.0.0.1:$PORT2")
+for _ in $(seq 100); do ready "$LLDP_ROOT.1.3.3.0" && break; sleep 0.2; done
+ready "$LLDP_ROOT.1.3.3.0" || { echo "e2e_bench: in-process module not served" >&2; cat "$DIR/inproc.log" >&2; exit 1; }
+read -r IN IS < <(walk "$LLDP_ROOT")
 rate() { awk -v n="$1" -v s="$2" 'BEGIN { printf "%d", n / s }'; }
 echo "machine: $(nproc) cores, $(grep -m1 'model name' /proc/cpuinfo | cut -d: -f2 | sed 's/^ //')"
 echo "topology: $NEIGHBOURS neighbours, $EXPECTED bindings expected; best of $REPEATS snmpbulkwalk -Cr50"
+printf 'lldpMIB (in snmpd, dlmod):  %6d bindings in %6.3f s  %8d bindings/s\n' "$IN" "$IS" "$(rate "$IN" "$IS")"
 printf 'lldpMIB (lldpmib-agentx):  %6d bindings in %6.3f s  %8d bindings/s\n' "$LN" "$LS" "$(rate "$LN" "$LS")"
 if [ $STATIC_IN_HOST -eq 1 ]; then where="same subagent"; else where="separate subagent, same master"; fi
 printf 'static table (%s): %6d bindings in %6.3f s  %8d bindings/s\n' "$where" "$SN" "$SS" "$(rate "$SN" "$SS")"
 printf 'module cost ratio (lldpMIB time / static time, per binding): %.2f\n' \
     "$(awk -v a="$LS" -v b="$LN" -v c="$SS" -v d="$SN" 'BEGIN { print (a / b) / (c / d) }')"
+printf 'in-process / static AgentX table (bindings/s): %.2f\n' \
+    "$(awk -v a="$IS" -v b="$IN" -v c="$SS" -v d="$SN" 'BEGIN { print (b / a) / (d / c) }')"
+# Both hosts serve the same bindings.  (lldpmib-gen-topology's count predates
+# the extension library's objects, so it is the static table's size only.)
+[ "$IN" -eq "$LN" ] || { echo "e2e_bench: in-process walk returned $IN bindings, lldpmib-agentx $LN" >&2; exit 1; }
 [ "$LN" -eq "$EXPECTED" ] || { echo "e2e_bench: lldpMIB walk returned $LN bindings, expected $EXPECTED" >&2; exit 1; }

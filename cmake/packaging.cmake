@@ -52,6 +52,9 @@ if(LLDPMIB_BUILD_HOST)
                  ${PROJECT_BINARY_DIR}/packaging/lldpmib-agentx.service @ONLY)
   set_target_properties(lldpmib-agentx PROPERTIES INSTALL_RPATH "\$ORIGIN/${_lib_from_sbin}")
   install(TARGETS lldpmib-agentx RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR})
+  # The in-process module beside the libraries it loads (dlmod in snmpd.conf).
+  set_target_properties(lldpmib_snmpd PROPERTIES INSTALL_RPATH "\$ORIGIN")
+  install(TARGETS lldpmib_snmpd LIBRARY DESTINATION ${LLDPMIB_PRIVATE_LIBDIR})
   install(FILES ${PROJECT_BINARY_DIR}/packaging/lldpmib-agentx.service
           DESTINATION lib/systemd/system)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/lldpmib-agentx.snmpd.conf

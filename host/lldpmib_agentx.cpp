@@ -5,7 +5,6 @@
 #include <net-snmp/net-snmp-includes.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
-#include <errno.h>
 #include <signal.h>
 #include <stdlib.h>
 
@@ -59,16 +58,6 @@ struct Options {
     bool notify_all_ports = false;
 };
 
-// SECONDS of --notification-interval; false when it is no number in 5..3600.
-bool parse_interval(const std::string& text, int32_t* seconds) {
-    char* end = nullptr;
-    errno = 0;
-    long v = std::strtol(text.c_str(), &end, 10);
-    if (text.empty() || *end != '\0' || errno != 0 || v < 5 || v > 3600) return false;
-    *seconds = static_cast<int32_t>(v);
-    return true;
-}
-
 volatile sig_atomic_t stop_requested = 0;
 
 void on_stop_signal(int) { stop_requested = 1; }
@@ -112,7 +101,7 @@ int parse_options(int argc, char** argv, Options* o) {
                 v = a.substr(std::strlen("--notification-interval="));
             else if (i + 1 < argc)
                 v = argv[++i];
-            if (!parse_interval(v, &o->notification_interval))
+            if (!mib_router::parse_notification_interval(v, &o->notification_interval))
                 return usage_error("--notification-interval needs seconds in 5..3600, got \"" + v +
                                    "\"");
         } else if (a == "--notify") {

@@ -32,6 +32,7 @@ const int64_t kOriginSlack = 50;
 // Whether notifications reach the master now.  A subagent's session comes and
 // goes with the master; inside snmpd there is no session to lose.
 bool master_reachable = false;
+unsigned int tick_alarm = 0;
 bool origin_set = false;
 int64_t last_origin = 0;
 
@@ -105,7 +106,16 @@ void start_notifications() {
                            on_session_start, nullptr);
     snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, on_session_stop,
                            nullptr);
-    snmp_alarm_register(1, SA_REPEAT, tick, nullptr);
+    tick_alarm = snmp_alarm_register(1, SA_REPEAT, tick, nullptr);
+}
+
+void stop_notifications() {
+    if (tick_alarm) snmp_alarm_unregister(tick_alarm);
+    tick_alarm = 0;
+    snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, on_session_start,
+                             nullptr, 1);
+    snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, on_session_stop,
+                             nullptr, 1);
 }
 
 }  // namespace lldpmib_host

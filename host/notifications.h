@@ -8,5 +8,7 @@ namespace lldpmib_host {
 // Call after init_agent and before init_snmp (which opens the AgentX session
 // and reports it through the callbacks registered here).
 void start_notifications();
+// Undoes start_notifications (a loaded module before it is unloaded).
+void stop_notifications();
 
 }  // namespace lldpmib_host

@@ -1,6 +1,9 @@
 #include "backend.h"
 
+#include <errno.h>
+
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "lldp_client.h"
@@ -72,6 +75,15 @@ int take_common_option(int argc, char** argv, int* i, CommonOptions* o, std::str
         return 0;
     }
     return 1;
+}
+
+bool parse_notification_interval(const std::string& text, int32_t* seconds) {
+    char* end = nullptr;
+    errno = 0;
+    long v = std::strtol(text.c_str(), &end, 10);
+    if (text.empty() || *end != '\0' || errno != 0 || v < 5 || v > 3600) return false;
+    *seconds = static_cast<int32_t>(v);
+    return true;
 }
 
 bool check_common_options(const CommonOptions& o, std::string* error) {

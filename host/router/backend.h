@@ -1,6 +1,8 @@
 // What the walker and the host share besides routing: choosing where the LLDP
 // client library reads from.
 #pragma once
+#include <stdint.h>
+
 #include <optional>
 #include <string>
 
@@ -30,6 +32,9 @@ extern const char* const kCommonOptionsHelp;
 // command) rather than being lldpd's socket.
 int take_common_option(int argc, char** argv, int* i, CommonOptions* o, std::string* error,
                        bool (*is_operand)(const std::string&));
+
+// SECONDS of a notification interval (5..3600); false when text is no such number.
+bool parse_notification_interval(const std::string& text, int32_t* seconds);
 
 // The combinations the common options refuse; false with *error.
 bool check_common_options(const CommonOptions& o, std::string* error);

@@ -15,6 +15,12 @@ sys.path.insert(0, str(REPO / "tests" / "model"))  # the reference and the names
 sys.path.insert(0, str(REPO / "tools"))  # lldpdu, the hand-made LLDPDU sender
 BUILD = pathlib.Path(os.environ.get("LLDPMIB_BUILD_DIR", REPO / "build"))
 AGENTX = BUILD / "host" / "lldpmib-agentx"
+DLMOD = BUILD / "host" / "lldpmib_snmpd.so"
+HOSTS = ("agentx", "dlmod")  # the subagent, or the module loaded into snmpd
+# lldpmib-agentx's options as the loaded module's snmpd.conf tokens.
+TOKENS = {"--topology": "lldpmibTopology", "--lldpd": "lldpmibLldpd", "--debug": "lldpmibDebug",
+          "--notification-interval": "lldpmibNotificationInterval", "--lldpd-time-marks": "lldpmibTimeMarks yes",
+          "--lldpd-zero-time-marks": "lldpmibTimeMarks no", "--notify": "lldpmibNotifyAllPorts yes"}
 WALKER = BUILD / "tools" / "lldpmib-walk"
 EXAMPLES = REPO / "examples"
 MIBS = REPO / "mibs"
@@ -60,9 +66,12 @@ class Agent:
     """snmpd on 127.0.0.1:<port> and lldpmib-agentx over a private AgentX socket. `access`
     replaces the community lines (keep the read-write community `private`: the start-up
     probe uses it); `prefix` runs the subagent under another command (ip netns exec ...);
-    `command` replaces the subagent's whole command line, `socket` the AgentX socket."""
+    `command` replaces the subagent's whole command line, `socket` the AgentX socket.
+    host "dlmod": no subagent; snmpd (under `prefix`) loads the module, `args` become its
+    tokens (after the dlmod line; `conf` adds lines, before it), and `subagent` is snmpd."""
 
-    def __init__(self, topology=None, args=(), binary=AGENTX, prefix=(), access=ACCESS, socket=None, command=None):
+    def __init__(self, topology=None, args=(), binary=AGENTX, prefix=(), access=ACCESS, socket=None, command=None,
+                 host="agentx", conf=""):
         self.dir = pathlib.Path(tempfile.mkdtemp(prefix="lldpmib-e2e."))
         self.port = free_udp_port()
         self.socket = pathlib.Path(socket or self.dir / "agentx.sock")
@@ -75,20 +84,26 @@ class Agent:
         self.env = dict(os.environ, SNMP_PERSISTENT_DIR=str(state), MIBS="")
         self.env.pop("ENKT_ACTIVE", None)
         self.snmpd = self.subagent = None
+        self.in_snmpd, self.prefix = host == "dlmod", list(prefix)
+        module = f"{conf}dlmod lldpmib_snmpd {DLMOD}\n" + tokens(self.command[len(prefix) + 1:], not conf) if self.in_snmpd else ""
         (self.dir / "master.conf").write_text(
             f"agentAddress udp:127.0.0.1:{self.port}\n{access}master agentx\n"
             f"agentXSocket unix:{self.socket}\ndontLogTCPWrappersConnects yes\n"
-            f"[snmp] persistentDir {state}\n[snmp] mibs :\n")
+            f"[snmp] persistentDir {state}\n[snmp] mibs :\n{module}")
 
     def start_master(self):
         self.socket.unlink(missing_ok=True)
-        self.snmpd = spawn(["snmpd", "-f", "-I", "-smux", "-C", "-c", self.dir / "master.conf",
-                            "-Lf", self.dir / "snmpd.log"], self.dir / "snmpd.out", env=self.env)
+        self.snmpd = spawn([*(self.prefix if self.in_snmpd else []), "snmpd", "-f", "-I", "-smux", "-C",
+                            "-c", self.dir / "master.conf", "-Lf", self.dir / "snmpd.log"],
+                           self.dir / "snmpd.out", env=self.env)
         assert wait_until(lambda: self.socket.exists() or self.snmpd.poll() is not None, 10) \
             and self.socket.exists(), "snmpd did not start: " + self.log("snmpd.log")
+        if self.in_snmpd:
+            self.subagent = self.snmpd
 
     def start_subagent(self):
-        self.subagent = spawn(self.command, self.dir / "subagent.log", env=self.env)
+        if not self.in_snmpd:
+            self.subagent = spawn(self.command, self.dir / "subagent.log", env=self.env)
 
     def wait_served(self):
         """Until lldpLocChassisIdSubtype.0 is served (to `private`, which sees every view)."""
@@ -118,6 +133,8 @@ class Agent:
         shutil.rmtree(self.dir, ignore_errors=True)
 
     def log(self, name):
+        if self.in_snmpd and name == "subagent.log":
+            name = "snmpd.log"
         path = self.dir / name
         return path.read_text(errors="replace")[-2000:] if path.exists() else ""
 
@@ -141,6 +158,21 @@ class Agent:
         r = self.snmp(tool, *extra, root, **kw)
         assert "OID not increasing" not in r.stderr, r.stderr
         return [l for l in parse_snmp(r.stdout) if not l.endswith(NO_ANSWER)]
+
+
+def tokens(args, backend):
+    """lldpmib-agentx's command-line options (after the program, -f and --agentx-socket) as
+    snmpd.conf lines of the loaded module; `backend`: its default topology when args name none."""
+    lines, args = [], [str(a) for a in args if str(a) != "-f"]
+    for i, a in enumerate(args):
+        if a in TOKENS:
+            value = args[i + 1] if i + 1 < len(args) and not args[i + 1].startswith("-") else ""
+            lines.append(f"{TOKENS[a]} {value or ('default' if a == '--lldpd' else '')}".strip())
+        elif a.startswith("-"):
+            assert a == "--agentx-socket", f"{a}: no such token"
+    if backend and not any(l.startswith(("lldpmibTopology", "lldpmibLldpd")) for l in lines):
+        lines.append(f"lldpmibTopology {EXAMPLES / 'default.json'}")  # lldpmib-agentx's default
+    return "".join(l + "\n" for l in lines)
 
 
 def wait_until(predicate, timeout, interval=0.1):

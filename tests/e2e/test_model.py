@@ -1,4 +1,4 @@
-"""Answers through snmpd and lldpmib-agentx against the reference computed from
+"""Answers through snmpd, from lldpmib-agentx and from the module loaded into snmpd, against the reference computed from
 the topology file: scattered GETs and GET-NEXTs then a bulk walk, several
 managers walking at once, SETs refused.  model_topology.json mixes time marks
 (0, 100 ... 4294967295, decreasing along port and index), lists several
@@ -11,7 +11,7 @@ from concurrent.futures import ThreadPoolExecutor
 
 import pytest
 
-from conftest import LLDP_MIB, Agent
+from conftest import HOSTS, LLDP_MIB, Agent
 from cases import names_to_ask
 from reference import MIB, dotted, reference, walk
 
@@ -26,9 +26,9 @@ ACCESS_TO_LLDP = ("view lldp included .1.0.8802.1.1.2\nview lldp included .1.3.1
                   "rocommunity public 127.0.0.1 -V lldp\nrwcommunity private 127.0.0.1\n")
 
 
-@pytest.fixture(scope="module")
-def model_agent():
-    with Agent(TOPOLOGY, access=ACCESS_TO_LLDP) as a:
+@pytest.fixture(scope="module", params=HOSTS)
+def model_agent(request):
+    with Agent(TOPOLOGY, access=ACCESS_TO_LLDP, host=request.param) as a:
         yield a
 
 

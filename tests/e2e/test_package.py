@@ -21,6 +21,7 @@ FILES = sorted(["usr/sbin/lldpmib-agentx", "usr/bin/lldpmib-walk", *(f"usr/share
                 UNIT, SNIPPET,
                 "usr/share/man/man8/lldpmib-agentx.8.gz", "usr/share/man/man1/lldpmib-walk.1.gz",
                 "usr/share/doc/lldpmib/changelog.gz", "usr/share/doc/lldpmib/copyright",
+                "usr/lib/lldpmib/lldpmib_snmpd.so",
                 *(f"usr/lib/lldpmib/lib{name}.so" for name in ("lldpmib", "lldpmib_ext", "snmp_agent", "kel_list",
                                                                "kel_dt", "platform_sys", "lldp_client", "platform_fault"))])
 USER = "_lldpmib"
