@@ -12,7 +12,7 @@ import time
 
 import pytest
 
-from conftest import LLDP_MIB, parse_snmp, run, wait_until
+from conftest import LLDP_MIB, Agent, parse_snmp, run, wait_until
 from lldpd_lab import Lab
 from lldpd_reference import comparable, reference, value
 from reference import lines
@@ -266,3 +266,16 @@ def test_agent_follows_lldpd_with_its_counters_and_time_marks(lab):
         fresh = wait_until(lambda: (m := name_marks(agent)).keys() == {"alpha", "bravo"} and min(m.values()) > 0,
                            20, POLL)
         assert fresh and agent.subagent.poll() is None, name_marks(agent)
+
+
+def test_module_in_snmpd_follows_lldpd_going_away_and_back(lab):
+    """The in-process module (after the test above: alpha and bravo): lldpd stops,
+    nothing is served and snmpd lives on; it comes back and is served again."""
+    # snmpd in this namespace (the managers' loopback): lldpd's socket is a file.
+    with Agent(args=["--lldpd", lab.sock["router"]], host="dlmod") as agent:
+        assert wait_until(lambda: name_marks(agent).keys() == {"alpha", "bravo"}, 20, POLL), name_marks(agent)
+        lab.stop("router")
+        assert wait_until(lambda: module_walk(agent) == [], 10, POLL)
+        lab.start("router")
+        assert wait_until(lambda: name_marks(agent).keys() == {"alpha", "bravo"}, 20, POLL)
+        assert agent.subagent.poll() is None  # snmpd itself
