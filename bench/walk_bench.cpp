@@ -92,16 +92,7 @@ void set_tracing(trace_mode mode) {
     kel_dt_configure(mode == TRACE_OFF ? "" : "all");
 }
 
-uint64_t client_ops() {
-    uint64_t sum = 0;
-    platform_fault_for_each(
-        [](const char* op, void* arg) {
-            if (std::string(op).rfind("lldp_client_", 0) == 0)
-                *static_cast<uint64_t*>(arg) += platform_fault_calls(op);
-        },
-        &sum);
-    return sum;
-}
+uint64_t client_ops() { return platform_fault_calls_prefixed("lldp_client_"); }
 
 // What the runs measured, for the summary: per mode and size, the CPU time
 // per binding of every run; per size the walk's peak memory.

@@ -32,21 +32,6 @@ int64_t thread_cpu_ns() {
     return int64_t{ts.tv_sec} * 1000000000 + ts.tv_nsec;
 }
 
-// Calls counted by the fault points whose names start with prefix.
-uint64_t calls_of(const char* prefix) {
-    struct sum {
-        std::string prefix;
-        uint64_t total = 0;
-    } s{prefix};
-    platform_fault_for_each(
-        [](const char* op, void* arg) {
-            auto* s = static_cast<sum*>(arg);
-            if (std::string(op).rfind(s->prefix, 0) == 0) s->total += platform_fault_calls(op);
-        },
-        &s);
-    return s.total;
-}
-
 double median(std::vector<double> v) {
     std::sort(v.begin(), v.end());
     return v.empty() ? 0 : v.size() % 2 ? v[v.size() / 2] : (v[v.size() / 2 - 1] + v[v.size() / 2]) / 2;
@@ -94,8 +79,8 @@ int main(int argc, char** argv) {
             if (n == 0) continue;
             wall_us.push_back(std::chrono::duration<double, std::micro>(wall).count() / double(n));
             cpu_us.push_back(double(cpu) / 1000 / double(n));
-            requests.push_back(double(calls_of("lldpctl_")));
-            client_ops.push_back(double(calls_of("lldp_client_")));
+            requests.push_back(double(platform_fault_calls_prefixed("lldpctl_")));
+            client_ops.push_back(double(platform_fault_calls_prefixed("lldp_client_")));
         }
     }
     lldpmib_host::stop_libraries(nullptr);

@@ -188,15 +188,13 @@ int start(int, int, void*, void*) {
     reread_settings();
     if (settings.bad) return not_serving("bad lldpmib settings (see above)"), SNMPERR_SUCCESS;
     const mib_router::BackendChoice& b = settings.common.backend;
-    if (b.lldpd && b.topology_file)
-        return not_serving("lldpmibTopology and lldpmibLldpd exclude each other"), SNMPERR_SUCCESS;
-    if (b.lldpd_time_marks_given && !b.lldpd)
-        return not_serving("lldpmibTimeMarks needs lldpmibLldpd"), SNMPERR_SUCCESS;
+    std::string error;
+    const mib_router::OptionNames tokens{"lldpmibTopology", "lldpmibLldpd", "lldpmibTimeMarks", "lldpmibTimeMarks"};
+    if (!mib_router::check_common_options(settings.common, &error, tokens)) return not_serving(error), SNMPERR_SUCCESS;
     // No example data inside a production snmpd by mistake (a blank value is
     // dropped by snmpd with an error, so the token seems absent).
     if (!b.lldpd && !b.topology_file)
         return not_serving("no lldpmibTopology FILE or lldpmibLldpd SOCKET|default line"), SNMPERR_SUCCESS;
-    std::string error;
     if (!mib_router::use_backend(b, &error)) return not_serving(error), SNMPERR_SUCCESS;
     if (settings.common.debug_set) kel_dt_configure(settings.common.debug.c_str());
     lldpmib_host::set_notification_settings(settings.notification_interval, settings.notify_all_ports);

@@ -86,12 +86,12 @@ bool parse_notification_interval(const std::string& text, int32_t* seconds) {
     return true;
 }
 
-bool check_common_options(const CommonOptions& o, std::string* error) {
+bool check_common_options(const CommonOptions& o, std::string* error, const OptionNames& names) {
     if (o.backend.lldpd && o.backend.topology_file)
-        *error = "--topology and --lldpd exclude each other";
+        *error = std::string(names.topology) + " and " + names.lldpd + " exclude each other";
     else if (o.backend.lldpd_time_marks_given && !o.backend.lldpd)
-        *error = o.backend.lldpd_time_marks ? "--lldpd-time-marks needs --lldpd"
-                                            : "--lldpd-zero-time-marks needs --lldpd";
+        *error = std::string(o.backend.lldpd_time_marks ? names.time_marks : names.zero_time_marks) + " needs " +
+                 names.lldpd;
     else
         return true;
     return false;

@@ -36,8 +36,16 @@ int take_common_option(int argc, char** argv, int* i, CommonOptions* o, std::str
 // SECONDS of a notification interval (5..3600); false when text is no such number.
 bool parse_notification_interval(const std::string& text, int32_t* seconds);
 
+// How a host spells the options in its messages.
+struct OptionNames {
+    const char* topology = "--topology";
+    const char* lldpd = "--lldpd";
+    const char* time_marks = "--lldpd-time-marks";
+    const char* zero_time_marks = "--lldpd-zero-time-marks";
+};
+
 // The combinations the common options refuse; false with *error.
-bool check_common_options(const CommonOptions& o, std::string* error);
+bool check_common_options(const CommonOptions& o, std::string* error, const OptionNames& names = {});
 
 // Applies the choice before the module starts; nothing chosen keeps the
 // embedded example topology.  A topology (file or embedded) also sets the

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <map>
 #include <mutex>
+#include <string_view>
 #include <string>
 #include <vector>
 
@@ -144,6 +145,20 @@ void platform_fault_for_each(void (*fn)(const char* op, void* arg), void* arg) {
     }
     // Outside the lock, so fn may arm or count; names live as long as the process.
     for (platform_fault_point* p : points) fn(p->name.c_str(), arg);
+}
+
+uint64_t platform_fault_calls_prefixed(const char* prefix) {
+    struct sum {
+        std::string_view prefix;
+        uint64_t total = 0;
+    } s{prefix ? prefix : ""};
+    platform_fault_for_each(
+        [](const char* op, void* arg) {
+            auto* s = static_cast<sum*>(arg);
+            if (std::string_view(op).substr(0, s->prefix.size()) == s->prefix) s->total += platform_fault_calls(op);
+        },
+        &s);
+    return s.total;
 }
 
 }  // extern "C"

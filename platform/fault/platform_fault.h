@@ -28,6 +28,9 @@ void platform_fault_fail_always(const char* op, int status);
 // thread; while nothing is armed, calls of op made at the same instant on
 // several threads may count once.
 uint64_t platform_fault_calls(const char* op);
+// The calls of every point whose name starts with prefix ("lldp_client_": the
+// client's operations), summed.
+uint64_t platform_fault_calls_prefixed(const char* prefix);
 // Disarm everything and zero every counter.
 void platform_fault_reset(void);
 
