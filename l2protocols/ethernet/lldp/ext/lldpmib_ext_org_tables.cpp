@@ -45,9 +45,12 @@ void protocol_tx(const lldp_org_ext& r, const std::vector<uint32_t>& key, std::v
 
 // Every local port has a port VLAN ID, 0 when it has none; a neighbour's row
 // is there when it sent the TLV.
-void port_vlan(const lldp_org_ext& r, const std::vector<uint32_t>& key, std::vector<row>& out) {
-    if (r.has_port_vlan_id || key.size() == 1)
-        out.push_back(make_row(key, {}, {integer(r.has_port_vlan_id ? r.port_vlan_id : 0)}));
+void local_port_vlan(const lldp_org_ext& r, const std::vector<uint32_t>& key, std::vector<row>& out) {
+    out.push_back(make_row(key, {}, {integer(r.has_port_vlan_id ? r.port_vlan_id : 0)}));
+}
+
+void remote_port_vlan(const lldp_org_ext& r, const std::vector<uint32_t>& key, std::vector<row>& out) {
+    if (r.has_port_vlan_id) local_port_vlan(r, key, out);
 }
 
 void ppvids(const lldp_org_ext& r, const std::vector<uint32_t>& key, std::vector<row>& out) {
@@ -101,9 +104,9 @@ void max_frame_size(const lldp_org_ext& r, const std::vector<uint32_t>& key, std
 // clang-format off
 const org_table kDot1ConfigPortVlan{false, port_vlan_tx}, kDot1ConfigVlanName{false, vlan_name_tx},
     kDot1ConfigProtoVlan{false, ppvid_tx}, kDot1ConfigProtocol{false, protocol_tx},
-    kDot1Loc{false, port_vlan}, kDot1LocProtoVlan{false, ppvids}, kDot1LocVlanName{false, vlan_names},
+    kDot1Loc{false, local_port_vlan}, kDot1LocProtoVlan{false, ppvids}, kDot1LocVlanName{false, vlan_names},
     kDot1LocProtocol{false, protocols},
-    kDot1Rem{true, port_vlan}, kDot1RemProtoVlan{true, ppvids}, kDot1RemVlanName{true, vlan_names},
+    kDot1Rem{true, remote_port_vlan}, kDot1RemProtoVlan{true, ppvids}, kDot1RemVlanName{true, vlan_names},
     kDot1RemProtocol{true, protocols},
     kDot3PortConfig{false, dot3_tlvs_tx},
     kDot3LocPort{false, mac_phy}, kDot3LocPower{false, power}, kDot3LocLinkAgg{false, link_agg},
